@@ -1,0 +1,1 @@
+#include "vindrel/AlignStack.h"
