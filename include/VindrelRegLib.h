@@ -8,14 +8,13 @@
 
 #include <stdint.h>
 
-#if defined(__GNUC__)
-#define __attribute__((visibility("default")))
-#else
-#define VINDREL_API
-#endif
-
 #ifdef __cplusplus
 extern "C" {
+#endif
+
+/* Everything else in the shared object is hidden. */
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
 #endif
 
 /* ---- Types ----------------------------------------------------------------------------------------------- */
