@@ -37,7 +37,8 @@ std::string bracketProblem(const ImageView &photograph, const BracketOptions &op
 
 std::vector<double> bracketExposures(int frames, double evStep) {
   std::vector<double> exposures;
-  for (int i = 0; i < frames; ++i) exposures.push_back((i - (frames - 1) / 2.0) * evStep);
+  for (int i = 0; i < frames; ++i)
+    exposures.push_back((i - (frames - 1) / 2.0) * evStep);
   std::stable_sort(exposures.begin(), exposures.end(), [](double a, double b) { return std::abs(a) < std::abs(b); });
   return exposures;
 }

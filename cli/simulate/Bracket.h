@@ -22,8 +22,8 @@
 namespace vindrel {
 
 struct BracketOptions {
-  int frames = 3;         // 1 to kMaxFrames
-  double evStep = 2;      // stops between frames neighbouring in exposure, 0 to kMaxEvStep
+  int frames = 3;    // 1 to kMaxFrames
+  double evStep = 2; // stops between frames neighbouring in exposure, 0 to kMaxEvStep
   Motion motion = Motion::Perspective;
   std::uint64_t seed = 0; // of the motion and of the noise
   SampleDepth depth = SampleDepth::U8;

@@ -15,8 +15,8 @@ constexpr int kLanes = LinearScene::kLanes;
 constexpr int kChannels = 3;
 using Pixel = std::array<float, kLanes>;
 
-// Sensor. Electrons that one pixel holds at saturation, and standard deviation of its readout noise in electrons, of the
-// order of a compact camera's at its base sensitivity: 43 dB at white.
+// Sensor. Electrons that one pixel holds at saturation, and standard deviation of its readout noise in electrons, of
+// the order of a compact camera's at its base sensitivity: 43 dB at white.
 constexpr float kFullWell = 20000;
 constexpr float kReadNoise = 6;
 
@@ -63,8 +63,7 @@ private:
 std::array<float, 4> cubicWeights(float t) {
   const float t2 = t * t;
   const float t3 = t2 * t;
-  return {0.5f * (-t3 + 2 * t2 - t), 0.5f * (3 * t3 - 5 * t2 + 2), 0.5f * (-3 * t3 + 4 * t2 + t),
-          0.5f * (t3 - t2)};
+  return {0.5f * (-t3 + 2 * t2 - t), 0.5f * (3 * t3 - 5 * t2 + 2), 0.5f * (-3 * t3 + 4 * t2 + t), 0.5f * (t3 - t2)};
 }
 
 // Positions are at least 1 and leave two pixels to the far edges, so that the 4 x 4 neighbours exist.
@@ -78,8 +77,10 @@ Pixel sampleScene(const LinearScene &scene, double x, double y) {
     const float *in = scene.pixel(left - 1, top - 1 + j);
     Pixel row = {};
     for (int i = 0; i < 4; ++i, in += kLanes)
-      for (int lane = 0; lane < kLanes; ++lane) row[lane] += across[i] * in[lane];
-    for (int lane = 0; lane < kLanes; ++lane) sum[lane] += down[j] * row[lane];
+      for (int lane = 0; lane < kLanes; ++lane)
+        row[lane] += across[i] * in[lane];
+    for (int lane = 0; lane < kLanes; ++lane)
+      sum[lane] += down[j] * row[lane];
   }
   return sum;
 }

@@ -11,8 +11,8 @@
 namespace vindrel {
 
 struct Exposure {
-  double ev = 0;                // stops; 0 saturates at scene light 1, +1 at scene light 1/2
-  std::uint64_t noiseSeed = 0;  // the noise of a sample is a function of this and the sample's place
+  double ev = 0;               // stops; 0 saturates at scene light 1, +1 at scene light 1/2
+  std::uint64_t noiseSeed = 0; // the noise of a sample is a function of this and the sample's place
   PlaneMap frameFromScene = kPlaneIdentity;
 };
 

@@ -25,9 +25,13 @@ constexpr double kMarginSlack = 1.02;
 // Pixels that the resampling kernel reads beyond a position, rounded up, and one for safety.
 constexpr double kKernelReach = 3;
 
-double halfDiagonal(Size size) { return std::hypot(size.width, size.height) / 2; }
+double halfDiagonal(Size size) {
+  return std::hypot(size.width, size.height) / 2;
+}
 
-PlanePoint centre(Size size) { return {(size.width - 1) / 2.0, (size.height - 1) / 2.0}; }
+PlanePoint centre(Size size) {
+  return {(size.width - 1) / 2.0, (size.height - 1) / 2.0};
+}
 
 double margin(Size scene, Motion motion) {
   double reach = kShiftReach * scene.width;
@@ -74,8 +78,8 @@ PlaneMap handHeldPose(Size scene, Motion motion, std::uint64_t seed, int index) 
   }
   const PlanePoint sceneCentre = centre(scene);
   const PlanePoint frameCentre = centre(frameSizeWithin(scene, motion));
-  return normalised(compose(translation(frameCentre.x, frameCentre.y),
-                            compose(pose, translation(-sceneCentre.x, -sceneCentre.y))));
+  return normalised(
+      compose(translation(frameCentre.x, frameCentre.y), compose(pose, translation(-sceneCentre.x, -sceneCentre.y))));
 }
 
 } // namespace vindrel

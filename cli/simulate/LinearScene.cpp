@@ -32,7 +32,9 @@ constexpr double kMaxContrast = 3.0;
 // Stops to the median below which part of a photograph is flat: no contrast makes anything of it.
 constexpr double kFlatStops = 0.1;
 
-float luminance(const float *pixel) { return kLumaRed * pixel[0] + kLumaGreen * pixel[1] + kLumaBlue * pixel[2]; }
+float luminance(const float *pixel) {
+  return kLumaRed * pixel[0] + kLumaGreen * pixel[1] + kLumaBlue * pixel[2];
+}
 
 // Luminances counted by their binary logarithm, in steps of 1/64 stop from kLowest to kHighest stops.
 class StopHistogram {
@@ -147,13 +149,15 @@ LinearScene linearScene(const ImageView &photograph, Size size) {
         else
           lineariseRow<std::uint16_t>(photograph, sourceY, curve, linear);
         const float share = span.shares[k];
-        for (std::size_t i = 0; i < photographRow; ++i) column[i] += share * linear[i];
+        for (std::size_t i = 0; i < photographRow; ++i)
+          column[i] += share * linear[i];
       }
       float *out = scene.light.data() + static_cast<std::size_t>(y) * sceneRow;
       for (const Span &across : columns) {
         const float *in = column + static_cast<std::size_t>(across.first) * kLanes;
         for (const float share : across.shares) {
-          for (int lane = 0; lane < kLanes; ++lane) out[lane] += share * in[lane];
+          for (int lane = 0; lane < kLanes; ++lane)
+            out[lane] += share * in[lane];
           in += kLanes;
         }
         out += kLanes;
@@ -190,7 +194,8 @@ void expandContrast(LinearScene &scene, double exponent) {
     float *pixel = scene.light.data() + i * kLanes;
     const float light = luminance(pixel);
     const float gain = light > 0 ? std::pow(light / median, power) : 0.0f;
-    for (int lane = 0; lane < 3; ++lane) pixel[lane] *= gain;
+    for (int lane = 0; lane < 3; ++lane)
+      pixel[lane] *= gain;
   }
 }
 

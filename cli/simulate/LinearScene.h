@@ -20,8 +20,8 @@ struct LinearScene {
   }
 };
 
-// The largest size of the photograph's proportions that has at most `pixels` pixels; the photograph's own when it has no
-// more, or when pixels is 0 or less.
+// The largest size of the photograph's proportions that has at most `pixels` pixels; the photograph's own when it has
+// no more, or when pixels is 0 or less.
 Size reducedSize(Size photograph, double pixels);
 
 // Undoes the sRGB curve and averages areas down to `size`, which must not exceed the photograph's. One- and two-channel

@@ -15,21 +15,25 @@ struct PlanePoint {
 
 constexpr PlaneMap kPlaneIdentity = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 
-constexpr PlaneMap translation(double x, double y) { return {1, 0, x, 0, 1, y, 0, 0, 1}; }
+constexpr PlaneMap translation(double x, double y) {
+  return {1, 0, x, 0, 1, y, 0, 0, 1};
+}
 
 // compose(a, b) maps by b first.
 constexpr PlaneMap compose(const PlaneMap &a, const PlaneMap &b) {
   PlaneMap product = {};
   for (int row = 0; row < 3; ++row)
     for (int column = 0; column < 3; ++column)
-      for (int k = 0; k < 3; ++k) product[row * 3 + column] += a[row * 3 + k] * b[k * 3 + column];
+      for (int k = 0; k < 3; ++k)
+        product[row * 3 + column] += a[row * 3 + k] * b[k * 3 + column];
   return product;
 }
 
 // The same map with its last element 1. That element must not be 0, that is, the origin must not map to infinity.
 constexpr PlaneMap normalised(PlaneMap m) {
   const double last = m[8];
-  for (double &element : m) element /= last;
+  for (double &element : m)
+    element /= last;
   return m;
 }
 

@@ -29,10 +29,11 @@ PlacementError placementError(const PlaneMap &estimated, const PlaneMap &truth, 
   PlacementError error;
   for (int row = 0; row < kGridRows; ++row)
     for (int column = 0; column < kGridColumns; ++column)
-      error.gridMean += distanceAt(estimated, truth,
-                                   {right * column / (kGridColumns - 1), bottom * row / (kGridRows - 1)}) /
-                        (kGridColumns * kGridRows);
-  for (const PlanePoint corner : {PlanePoint{0, 0}, PlanePoint{right, 0}, PlanePoint{0, bottom}, PlanePoint{right, bottom}})
+      error.gridMean +=
+          distanceAt(estimated, truth, {right * column / (kGridColumns - 1), bottom * row / (kGridRows - 1)}) /
+          (kGridColumns * kGridRows);
+  for (const PlanePoint corner :
+       {PlanePoint{0, 0}, PlanePoint{right, 0}, PlanePoint{0, bottom}, PlanePoint{right, bottom}})
     error.cornerMax = std::max(error.cornerMax, distanceAt(estimated, truth, corner));
   return error;
 }

@@ -12,8 +12,8 @@ PlaneMap frameFromReference(const PlaneMap &frameFromScene, const PlaneMap &refe
 // Distances between where the estimate and the truth put points of the reference frame. Positions that either sends to
 // infinity make the error infinite.
 struct PlacementError {
-  double gridMean = 0;   // mean over a grid of 9 x 7 points that spans the frame from corner to corner
-  double cornerMax = 0;  // the worst of the frame's four corners
+  double gridMean = 0;  // mean over a grid of 9 x 7 points that spans the frame from corner to corner
+  double cornerMax = 0; // the worst of the frame's four corners
 };
 
 // Both maps take reference-frame pixels into the frame; frame is the size of either.

@@ -36,7 +36,8 @@ TEST(Bracket, FramesShowTheSceneWhereTheTruthSays) {
   const PlanePoint spots[] = {{60, 50}, {340, 52}, {58, 248}, {342, 250}, {200, 150}};
   const auto spotted = test::photograph<std::uint16_t>({400, 300}, 3, [&](int x, int y) {
     double light = 0;
-    for (const PlanePoint &s : spots) light += std::exp(-((x - s.x) * (x - s.x) + (y - s.y) * (y - s.y)) / 18);
+    for (const PlanePoint &s : spots)
+      light += std::exp(-((x - s.x) * (x - s.x) + (y - s.y) * (y - s.y)) / 18);
     return 30000 * std::min(light, 1.0);
   });
   for (const Motion motion : kMotions) {
@@ -69,9 +70,9 @@ TEST(Bracket, NoFrameSeesBeyondThePhotograph) {
       ASSERT_GT(frame.height, 0);
       for (std::uint64_t seed = 0; seed < 500; ++seed) {
         const PlaneMap sceneFromFrame = inverse(handHeldPose(scene, motion, seed, static_cast<int>(seed % 9)));
-        for (const PlanePoint corner : {PlanePoint{0, 0}, PlanePoint{frame.width - 1.0, 0},
-                                        PlanePoint{0, frame.height - 1.0},
-                                        PlanePoint{frame.width - 1.0, frame.height - 1.0}}) {
+        for (const PlanePoint corner :
+             {PlanePoint{0, 0}, PlanePoint{frame.width - 1.0, 0}, PlanePoint{0, frame.height - 1.0},
+              PlanePoint{frame.width - 1.0, frame.height - 1.0}}) {
           const PlanePoint at = mapPoint(sceneFromFrame, corner);
           ASSERT_GE(at.x, 1);
           ASSERT_GE(at.y, 1);
@@ -135,7 +136,8 @@ TEST(Bracket, TheSameSeedGivesTheSameSamplesWithAnyNumberOfThreads) {
   omp_set_num_threads(3);
   const Bracket three = simulateBracket(wavy.view(), options);
   omp_set_num_threads(threads);
-  for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(one.frames[i].samples, three.frames[i].samples);
+  for (std::size_t i = 0; i < 3; ++i)
+    EXPECT_EQ(one.frames[i].samples, three.frames[i].samples);
 }
 
 TEST(Bracket, OtherSeedsGiveOtherMotionAndOtherNoise) {
@@ -149,13 +151,12 @@ TEST(Bracket, OtherSeedsGiveOtherMotionAndOtherNoise) {
 TEST(Bracket, NoiseDiffersBetweenFramesAndHasTheSensorsSize) {
   const auto flat = test::photograph<std::uint16_t>({200, 200}, 3, [](int, int) { return 30000; });
   const Bracket bracket = simulateBracket(flat.view(), {.frames = 2, .evStep = 0, .depth = SampleDepth::U16});
-  double sum = 0, squares = 0, product = 0;
+  double squares = 0, product = 0;
   const auto *a = bracket.view(0).row<std::uint16_t>(0);
   const auto *b = bracket.view(1).row<std::uint16_t>(0);
   const auto count = static_cast<double>(packedSamples(bracket.frameSize, 3));
   const double mean = meanCode(bracket, 0);
   for (std::int64_t i = 0; i < packedSamples(bracket.frameSize, 3); ++i) {
-    sum += a[i] - mean;
     squares += (a[i] - mean) * (a[i] - mean);
     product += (a[i] - mean) * (b[i] - mean);
   }
@@ -196,7 +197,8 @@ TEST(Bracket, RenderedSamplesStayInsideTheGivenRows) {
   for (int y = 0; y < size.height; ++y) {
     const std::uint8_t *row = block.data() + y * stride;
     EXPECT_TRUE(std::equal(row, row + size.width * 3, packed.view(1).row<std::uint8_t>(y)));
-    for (int i = 0; i < 5; ++i) ASSERT_EQ(row[size.width * 3 + i], 77);
+    for (int i = 0; i < 5; ++i)
+      ASSERT_EQ(row[size.width * 3 + i], 77);
   }
 }
 

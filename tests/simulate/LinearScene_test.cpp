@@ -11,7 +11,8 @@ namespace {
 
 double meanRed(const LinearScene &scene) {
   double sum = 0;
-  for (std::size_t i = 0; i < scene.light.size(); i += LinearScene::kLanes) sum += scene.light[i];
+  for (std::size_t i = 0; i < scene.light.size(); i += LinearScene::kLanes)
+    sum += scene.light[i];
   return sum / static_cast<double>(scene.light.size() / LinearScene::kLanes);
 }
 
@@ -107,7 +108,8 @@ TEST(LinearScene, FlatAndBlackPhotographsHaveAFiniteContrast) {
 
 TEST(LinearScene, ContrastKeepsColoursInProportion) {
   auto coloured = test::photograph<std::uint8_t>({8, 8}, 3, [](int x, int y) { return 20 + 10 * x + 15 * y; });
-  for (std::size_t i = 0; i < coloured.samples.size(); i += 3) coloured.samples[i] = 200;
+  for (std::size_t i = 0; i < coloured.samples.size(); i += 3)
+    coloured.samples[i] = 200;
   LinearScene scene = linearScene(coloured.view(), {8, 8});
   const LinearScene before = scene;
   expandContrast(scene, 2);

@@ -27,7 +27,8 @@ Photograph<Sample> photograph(Size size, int channels, Value value) {
   Photograph<Sample> made{size, channels, {}};
   for (int y = 0; y < size.height; ++y)
     for (int x = 0; x < size.width; ++x)
-      for (int channel = 0; channel < channels; ++channel) made.samples.push_back(static_cast<Sample>(value(x, y)));
+      for (int channel = 0; channel < channels; ++channel)
+        made.samples.push_back(static_cast<Sample>(value(x, y)));
   return made;
 }
 

@@ -36,7 +36,8 @@ TEST(Truth, AMapToInfinityHasAnInfiniteError) {
 
 TEST(Truth, AFrameMapsOntoItselfByTheIdentity) {
   const PlaneMap map = frameFromReference(kSomeMap, kSomeMap);
-  for (int i = 0; i < 9; ++i) EXPECT_NEAR(map[i], kPlaneIdentity[i], 1e-12);
+  for (int i = 0; i < 9; ++i)
+    EXPECT_NEAR(map[i], kPlaneIdentity[i], 1e-12);
 }
 
 TEST(Truth, MapsBetweenFramesLeadThroughTheScene) {
