@@ -1,7 +1,95 @@
-/*
- * VindrelRegLib: registration of photographs, flat C interface.
+/**
+ * @file VindrelRegLib.h
+ * @brief Registration of photographs: the flat C interface of the shared object VindrelRegLib-QVA.so.1.
  *
- * Every function below has C linkage. Arguments are trusted: nothing is checked beyond what a contract says.
+ * The library brings photographs of one scene, taken by hand at different exposures, into register, so that a host can
+ * merge them pixel for pixel, and it straightens single photographs. There are four services:
+ *
+ * - rt_align() finds points in the frames of a stack, matches them, and warps every frame onto the brightest one, by an
+ *   affine or a perspective transform; the stack shrinks to the rectangle that all frames share.
+ * - tr_align() shifts the frames of a stack by whole pixels, comparing threshold bitmaps from coarse to fine.
+ * - align_with_transf() resamples one image through a given transform, on several threads.
+ * - straightenImage() corrects converging lines and rotation of one image and crops it.
+ *
+ * Everything that the services are made of is exported too: detector, descriptors, matching, consensus searches,
+ * solvers, transform algebra, crop search, random source and the least-squares minimiser.
+ *
+ * @par Example
+ * Three exposures of 4000 x 3000 pixels, 8 bits, RGB, aligned in place on four threads:
+ * @code
+ * #include <VindrelRegLib.h>
+ * #include <stddef.h>
+ *
+ * // frames: three images of 4000 x 3000 x 3 bytes back to back. Returns 1 when they are aligned.
+ * int alignBracket(unsigned char *frames, int *width, int *height)
+ * {
+ *     int size[2] = {0, 0};               // 0: shrink to the common rectangle; {1, ...} would keep the size
+ *     int result = rt_align(4, 400, 300,  // threads; largest shift between frames, in pixels
+ *                           1,            // perspective; 0 for affine
+ *                           3, 4000, 3000, 3, 8, size, frames, NULL);
+ *     if (result < 0)
+ *         return 0;                       // -4: no memory, -1000: cancelled
+ *     *width = size[0];                   // the frames now lie back to back at this size
+ *     *height = size[1];
+ *     return 1;
+ * }
+ * @endcode
+ *
+ * @par Linking
+ * With CMake: find_package(VindrelRegLib) and the target VindrelRegLib::VindrelRegLib. Otherwise:
+ * `cc program.c $(pkg-config --cflags --libs VindrelRegLib)`. A host that loads the library at run time opens
+ * "VindrelRegLib-QVA.so.1" by that name. The header is valid C11 and C++; every function has C linkage.
+ *
+ * @par Images
+ * Every image is described by separate arguments. Samples are interleaved, pixel after pixel, the top row first:
+ * `channels` samples a pixel, each an unsigned 8-bit value or an unsigned 16-bit value in the machine's byte order, as
+ * an argument for the bits a sample says (8 or 16). A row stride or an element offset counts samples and not bytes;
+ * where there is no stride argument, rows follow each other without padding. A stack is one block, image after image.
+ * A grey image has one byte a pixel: (54 r + 183 g + 19 b) >> 8 of the first three samples, of which 16-bit images
+ * contribute the high byte.
+ *
+ * @par Coordinates
+ * Pixels, with the origin at the centre of the top-left pixel, x to the right and y downward: the sample of column 3,
+ * row 2 is at (3, 2). The corners of a frame are taken to be (0, 0), (w, 0), (0, h) and (w, h).
+ *
+ * @par Transforms
+ * Arrays of numbers, with one rule throughout for what they do to a point:
+ * - 6 floats a b c d e f, affine: x' = a x + b y + c, y' = d x + e y + f.
+ * - 8 floats (or doubles) a b c d e f g h, perspective: w = (g x + h y) 0.00001 + 1, x' = (a x + b y + c) / w,
+ *   y' = (d x + e y + f) / w. The last two are stored multiplied by 100000, which brings the coefficients of a
+ *   photograph's transform to comparable sizes for the fits.
+ * - 9 values, a 3 x 3 matrix, row after row.
+ *
+ * The warp works backwards: its transform maps a point of the output frame to the point of the source where the sample
+ * is read. In a stack it therefore maps the reference frame's coordinates to those of the frame to be aligned. Pairs
+ * of points are parallel arrays; a transform estimated from them maps (xA, yA) to (xB, yB). Each function says in which
+ * precision it maps.
+ *
+ * @par Status values
+ * Solvers and kernels return 1 for success and -1 for failure. Calls that need working memory return -4 when there is
+ * none. -1000 means that the caller cancelled through its ProgressCallback. Services return a value of 0 or more on
+ * success, warps the number of rows produced. Where a function keeps to other numbers, its contract says so.
+ *
+ * @par What is checked
+ * Arguments are trusted: sizes, counts, pointers and depths have to be what the contract of the function asks for, and
+ * nothing else is checked. No exception leaves the library, and it never ends the process.
+ *
+ * @par Memory
+ * The caller owns every buffer that it passes; no pointer is kept after the call. Working memory is taken from the heap
+ * and given back before the call returns, also when it fails or is cancelled. The exceptions are a small scratch list
+ * that a thread reuses from call to call, see mostSuitableTransform(), and what the threads of a warp need when not all
+ * of them could be started, see align_with_transf().
+ *
+ * @par Threads
+ * A call starts the threads it was asked for, OpenMP teams and POSIX threads, and joins them before it returns, with
+ * that one exception; between calls nothing runs. Calls on different buffers may run at the same time, with two
+ * reservations: the settings below are plain integers without a lock, of which rt_align() rewrites one from the frame
+ * size, and the affine search draws from the C library's rand(), which rt_align() seeds with 0. Calls of rt_align() at
+ * the same time therefore need not give what each of them gives alone.
+ *
+ * @par Diagnostics
+ * rt_align(), the detector and the transform prints write lines to standard error; straightenImage(), printMat() and
+ * lm_printout_std() write to standard output. ProfileLog() prints nothing.
  */
 #ifndef VINDREL_REG_LIB_H
 #define VINDREL_REG_LIB_H
@@ -19,63 +107,114 @@ extern "C" {
 
 /* ---- Types ----------------------------------------------------------------------------------------------- */
 
-typedef struct { float x, y; } PointF;                        /* passed by value */
+/** A point in pixels, passed by value. */
+typedef struct { float x, y; } PointF;
+
+/**
+ * Hears how far a call has come, and can stop it.
+ *
+ * @param cancel   Points to 0. Set it to another value and the call ends as soon as it can, with -1000.
+ * @param fraction The part done, 0 to 1.
+ *
+ * The calling thread or a thread of the call's own OpenMP team calls it, never two at once; it must neither throw nor
+ * leave by longjmp().
+ */
 typedef void (*ProgressCallback)(int *cancel, double fraction);
 
-typedef struct {              /* one per rank position; an array of nImages, entry 0 unused */
-    int32_t  count;
-    int32_t *xA, *yA, *xB, *yB;
-    float   *dist;
-    float    transform[8];
-    float    error;
-    int32_t  link;
+/**
+ * What is known of the image at one rank of a stack (0 is the brightest, the reference) against the image one rank
+ * before it. Always an array with one record a rank; that of rank 0 is never read.
+ */
+typedef struct {
+    int32_t  count;               /**< Pairs in the arrays below; 0 and NULL pointers when none are kept. */
+    int32_t *xA, *yA, *xB, *yB;   /**< The pairs: A in the image of the previous rank, B in this rank's. */
+    float   *dist;                /**< Descriptor distance of each pair. */
+    float    transform[8];        /**< Maps A to B; the affine model uses the first 6. */
+    float    error;               /**< Of the search that found it; -1: there is no transform. */
+    int32_t  link;                /**< The rank whose transform it was last derived from. */
 } PairRecord;
 
-typedef struct { int64_t index; int64_t sum; } RankEntry;     /* classementCompareSums */
-typedef struct { int32_t index; float error; } FitEntry;      /* compareErrorRec */
+/** What classementCompareSums() sorts: an image and its brightness. */
+typedef struct { int64_t index; int64_t sum; } RankEntry;
 
-typedef struct {              /* evaluate_transform */
-    const int32_t *srcX, *srcY, *dstX, *dstY;
-    const float   *refTrans;
-    int32_t width, height;
-    float   maxAngle;
-    int32_t shapeResiduals;
+/** What compareErrorRec() sorts: a record's rank and the error of its transform. */
+typedef struct { int32_t index; float error; } FitEntry;
+
+/** The data of evaluate_transform(): pairs, and optionally a transform that the fit must not stray from. */
+typedef struct {
+    const int32_t *srcX, *srcY, *dstX, *dstY;   /**< The coordinates, pixels. */
+    const float   *refTrans;                    /**< The 8 values of the transform to stay near, or NULL. */
+    int32_t width, height;                      /**< Frame size, pixels. */
+    float   maxAngle;                           /**< Tolerated deviation of a corner angle from 90, degrees. */
+    int32_t shapeResiduals;                     /**< Not 0: 8 more residuals, for the frame's shape. */
 } PerspFitData;
 
+/** The data of evaluate_transform6() and evaluate_single_transform8(): the pairs' coordinates, pixels. */
 typedef struct { const int32_t *srcX, *srcY, *dstX, *dstY; } AffineFitData;
 
+/** The state of a Mersenne Twister; mt_init() sets it, mt_random() advances it. One for each thread. */
 typedef struct { int32_t index; uint32_t mt[624]; } MtState;
 
-typedef struct {              /* evaluate_resize; a caller may append fields of its own */
-    int frameWidth, frameHeight, imageCount;
-    const float    *transforms;
-    const uint32_t *chain;
+/** The data of evaluate_resize(). A caller may append fields of its own, which are not looked at. */
+typedef struct {
+    int frameWidth, frameHeight, imageCount;   /**< Frame size in pixels, and the images in the stack. */
+    const float    *transforms;                /**< 8 values an image, by slot. */
+    const uint32_t *chain;                     /**< The slot of each rank's transform, imageCount of them. */
 } ResizeData;
 
-typedef struct {              /* align_with_transf_threaded */
+/** The argument of align_with_transf_threaded(): one thread's share of a warp, as align_with_transf_orig() takes it. */
+typedef struct {
     int srcWidth, srcHeight, srcStride, dstWidth, rowCount;
     int channels, bitsPerSample, offsetX, offsetY, perspective, imageIndex;
     int64_t srcOffset;
     const uint32_t *slotTable;
     const float    *transforms;
     const void     *srcBase;
-    void           *dst;
-    int threadIndex, threadCount, result;
+    void           *dst;                       /**< The whole output; the thread finds its own rows in it. */
+    int threadIndex, threadCount;              /**< Which share, from 0, and of how many. */
+    int result;                                /**< Out: the rows produced. */
 } WarpThreadArgs;
 
+/** How lmmin() minimises; lm_control_double and lm_control_float are sound sets of values to copy and change. */
 typedef struct {
-    double ftol, xtol, gtol, epsilon, stepbound;
-    int maxcall, scale_diag, printflags;
+    double ftol;        /**< Relative error in the sum of squares that ends the fit. */
+    double xtol;        /**< Relative error between two iterates that ends the fit. */
+    double gtol;        /**< Orthogonality between residuals and Jacobian columns that ends the fit. */
+    double epsilon;     /**< Relative error of the residuals, from which the derivatives' step is taken. */
+    double stepbound;   /**< First step bound, relative to the size of the parameters. */
+    int maxcall;        /**< Residual evaluations allowed, in units of n_par + 1. */
+    int scale_diag;     /**< 1: the minimiser scales the parameters; 0: scale factors of 1. */
+    int printflags;     /**< Passed to the printout function. */
 } lm_control_struct;
-typedef struct { double fnorm; int nfev; int info; } lm_status_struct;
+
+/** What lmmin() reports. */
+typedef struct {
+    double fnorm;   /**< Euclidean norm of the residuals at the parameters returned. */
+    int nfev;       /**< Residual evaluations made. */
+    int info;       /**< Index into lm_shortmsg and lm_infmsg: why the fit ended. */
+} lm_status_struct;
+
+/** Computes the m_dat residuals fvec at the parameters par; setting *userbreak to another value than 0 ends the fit. */
 typedef void lm_evaluate_ftype(const double *par, int m_dat, const void *data, double *fvec, int *userbreak);
+
+/** Called as a fit proceeds; see lm_printout_std(). */
 typedef void lm_printout_ftype(int n_par, const double *par, int m_dat, const void *data, const double *fvec,
                                int printflags, int iflag, int iter, int nfev);
 
 /* ---- Settings -------------------------------------------------------------------------------------------- */
 
-extern int MAX_MATCHES_OPTIMIZED;   /* 60 */
-extern int pinToEdge;               /* 0 */
+/**
+ * How many matched pairs an image's transform is estimated from, at most. 60 until the first rt_align(), which sets it
+ * to max(20, (width + height) >> 4) and leaves it so; the searches find_at7() and find_at9() read it too. No lock.
+ */
+extern int MAX_MATCHES_OPTIMIZED;
+
+/**
+ * Where calcOptimalCropRect() centres its search, and straightenImage() with it: 0, the default, in the middle of what
+ * the corrected picture covers of the frame; any other value, in the middle of the frame. No lock; set it through
+ * setPinToEdge() before a straightening starts.
+ */
+extern int pinToEdge;
 
 /* ---- Stack alignment ------------------------------------------------------------------------------------- */
 

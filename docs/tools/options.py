@@ -1,0 +1,48 @@
+"""The manual page of the program names the options and commands that its help texts name, and no others.
+
+usage: options.py PROGRAM MANUAL_PAGE
+"""
+
+import re
+import subprocess
+import sys
+
+# A name after "--", at the beginning of a word; CLI11 writes long names in lower case with hyphens.
+OPTION = re.compile(r"(?<![\w-])--[a-z][a-z-]*|(?<![\w-])-[a-z](?![\w-])")
+
+
+def helpText(program, *arguments):
+    return subprocess.run([program, *arguments, "--help"], check=True, capture_output=True, text=True).stdout
+
+
+def main():
+    program, manualPath = sys.argv[1:]
+    with open(manualPath, encoding="utf-8") as file:
+        # Font changes within a word, then the escaped hyphens.
+        manual = re.sub(r"\\f[BIPR]", "", file.read()).replace("\\-", "-")
+    overview = helpText(program)
+    commands = re.findall(r"^  ([a-z]+)\s", overview[overview.lower().index("commands"):], flags=re.M)
+    problems = []
+    if not commands:
+        problems.append("the help names no commands")
+    documented = set(OPTION.findall(manual))
+    offered = {"-h", "--help"} | set(OPTION.findall(overview))
+    for command in commands:
+        if not re.search(r"^\.B vindrel %s$" % command, manual, flags=re.M):
+            problems.append("the manual page has no synopsis of 'vindrel %s'" % command)
+        heading = ".SH OPTIONS OF %s\n" % command.upper()
+        if heading not in manual:
+            problems.append("the manual page has no options of '%s'" % command)
+            continue
+        section = manual.split(heading, 1)[1].split("\n.SH ", 1)[0]
+        ofCommand = set(OPTION.findall(helpText(program, command))) - {"-h", "--help"}
+        offered |= ofCommand
+        problems += ["%s %s: not in the manual page" % (command, option)
+                     for option in sorted(ofCommand - set(OPTION.findall(section)))]
+    problems += ["%s: in the manual page only" % option for option in sorted(documented - offered)]
+    print("commands: %s; %d options" % (", ".join(commands), len(offered)))
+    if problems:
+        sys.exit("\n".join(problems))
+
+
+main()

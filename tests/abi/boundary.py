@@ -1,0 +1,63 @@
+"""Exported functions are defined in the boundary files alone, one such file a source folder, and nobody calls them.
+
+An exported function that is called from inside could be replaced by a host's function of the same name, and its long
+argument list would spread inward.
+
+usage: boundary.py CC NM HEADER SOURCE_FOLDER STATIC_ARCHIVE
+"""
+
+import os
+import re
+import subprocess
+import sys
+
+from headerNames import declaredNames
+
+
+def main():
+    compiler, nm, header, source, archive = sys.argv[1:]
+    functions, data = declaredNames(compiler, header)
+    problems = []
+
+    # "lmfit" has "LmfitAbi.cpp"; the two folders without exported functions have no such file.
+    boundaryFiles = set()
+    for folder in sorted(os.listdir(source)):
+        if not os.path.isdir(os.path.join(source, folder)):
+            continue
+        found = [name for name in os.listdir(os.path.join(source, folder)) if name.endswith("Abi.cpp")]
+        expected = [] if folder in ("base", "vindrel") else [folder[0].upper() + folder[1:] + "Abi.cpp"]
+        if found != expected:
+            problems.append("src/%s has the boundary files %s and not %s" % (folder, found, expected))
+        boundaryFiles.update(expected)
+
+    # The public header's long argument lists stop at the boundary.
+    for folder, _, names in os.walk(source):
+        for name in names:
+            if name.endswith((".cpp", ".h")) and name not in boundaryFiles:
+                with open(os.path.join(folder, name)) as file:
+                    if re.search(r'#\s*include\s*["<]VindrelRegLib\.h', file.read()):
+                        problems.append("%s includes the public header" % os.path.join(folder, name))
+
+    defined = {}
+    listing = subprocess.run([nm, "-A", archive], check=True, capture_output=True, text=True).stdout
+    for line in listing.splitlines():
+        match = re.match(r"[^:]*:([^:]*):\s*(?:[0-9a-f]+)?\s+(\w)\s+(\S+)$", line)
+        if not match:
+            continue
+        member, kind, symbol = match.groups()
+        sourceFile = re.sub(r"\.o$", "", member)
+        if symbol in functions | data and kind in "TtDdBbRrWV":
+            defined[symbol] = sourceFile
+            if sourceFile not in boundaryFiles:
+                problems.append("%s: defined in %s, which is no boundary file" % (symbol, sourceFile))
+        if symbol in functions and kind == "U":
+            problems.append("%s: called from %s" % (symbol, sourceFile))
+    for symbol in sorted((functions | data) - set(defined)):
+        problems.append("%s: defined nowhere" % symbol)
+
+    print("%d exported names, defined in %s" % (len(defined), ", ".join(sorted(set(defined.values())))))
+    if problems:
+        sys.exit("\n".join(problems))
+
+
+main()

@@ -1,0 +1,71 @@
+"""What is installed can be used from outside, wherever it is moved to.
+
+Installs the build tree into a scratch folder, moves the result, then builds and runs a C program against it with CMake's
+find_package and with pkg-config, and loads the library by its published name.
+
+usage: installed.py CMAKE CC PKG_CONFIG BUILD_FOLDER CONSUMER_SOURCE SCRATCH_FOLDER
+"""
+
+import os
+import shutil
+import subprocess
+import sys
+
+
+def run(*command, **environment):
+    print("+", " ".join(command), flush=True)
+    subprocess.run(command, check=True, env={**os.environ, **environment})
+
+
+def output(*command, **environment):
+    return subprocess.run(command, check=True, env={**os.environ, **environment}, capture_output=True,
+                          text=True).stdout.strip()
+
+
+def findFolder(top, name):
+    for folder, _, names in os.walk(top):
+        if name in names:
+            return folder
+    sys.exit("%s was not installed" % name)
+
+
+def main():
+    cmake, compiler, pkgConfig, build, source, scratch = sys.argv[1:]
+    shutil.rmtree(scratch, ignore_errors=True)
+    first, prefix = os.path.join(scratch, "first"), os.path.join(scratch, "moved here", "prefix")
+    run(cmake, "--install", build, "--prefix", first)
+    os.makedirs(os.path.dirname(prefix))
+    os.rename(first, prefix)
+
+    libraryFolder = findFolder(prefix, "VindrelRegLib-QVA.so.1")
+    findFolder(os.path.join(prefix, "include"), "VindrelRegLib.h")
+    for name in ("LICENSE", "README.md"):
+        findFolder(prefix, name)
+    for folder, _, names in os.walk(prefix):
+        for name in names:
+            with open(os.path.join(folder, name), "rb") as file:
+                content = file.read()
+            if os.fsencode(first) in content:
+                sys.exit("%s names the folder it was installed to" % name)
+
+    strict = "-std=c11 -Wall -Wextra -Wpedantic -Werror"
+    consumer = os.path.join(scratch, "with_cmake")
+    run(cmake, "-S", source, "-B", consumer, "-DCMAKE_PREFIX_PATH=" + prefix, "-DCMAKE_C_COMPILER=" + compiler,
+        "-DCMAKE_C_FLAGS=" + strict, "-DCMAKE_BUILD_TYPE=Release")
+    run(cmake, "--build", consumer)
+    run(os.path.join(consumer, "align_two"))
+
+    # pkg-config writes its flags for a shell: the space in the folder's name comes escaped.
+    path = {"PKG_CONFIG_PATH": findFolder(prefix, "VindrelRegLib.pc")}
+    flags = output(pkgConfig, "--cflags", "--libs", "VindrelRegLib", **path)
+    program = os.path.join(scratch, "with_pkg_config")
+    run("/bin/sh", "-c", '"$1" %s "$2" -o "$3" %s' % (strict, flags), "sh", compiler,
+        os.path.join(source, "align_two.c"), program)
+    run(program, LD_LIBRARY_PATH=libraryFolder)
+
+    loader = os.path.join(scratch, "load_by_name")
+    run(compiler, *strict.split(), os.path.join(source, "load_by_name.c"), "-o", loader, "-ldl")
+    run(loader, LD_LIBRARY_PATH=libraryFolder)
+
+
+main()
