@@ -34,12 +34,13 @@ inline Point mapPerspectiveMixed(const float *t, float x, float y) {
 // Perspective, all double precision, coefficients of either precision widened: fits, corner mapping, straightening.
 template <class Coefficient>
 inline PointD mapPerspectiveD(const Coefficient *t, double x, double y) {
-  const double w =
-      (static_cast<double>(t[6]) * x + static_cast<double>(t[7]) * y) * kPerspectiveUnit + 1.0;
+  const double w = (static_cast<double>(t[6]) * x + static_cast<double>(t[7]) * y) * kPerspectiveUnit + 1.0;
   return {(static_cast<double>(t[0]) * x + static_cast<double>(t[1]) * y + static_cast<double>(t[2])) / w,
           (static_cast<double>(t[3]) * x + static_cast<double>(t[4]) * y + static_cast<double>(t[5])) / w};
 }
 
-inline Point narrow(PointD p) { return {static_cast<float>(p.x), static_cast<float>(p.y)}; }
+inline Point narrow(PointD p) {
+  return {static_cast<float>(p.x), static_cast<float>(p.y)};
+}
 
 } // namespace vindrel
