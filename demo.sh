@@ -39,7 +39,7 @@ if command -v ccache >/dev/null; then
 fi
 mkdir -p build
 if ! { cmake -S . -B build/demo -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF "${launcher[@]}" &&
-  cmake --build build/demo --target vindrel; } >build/demo.log 2>&1; then
+  cmake --build build/demo --target vindrel_cli; } >build/demo.log 2>&1; then
   cat build/demo.log >&2
   exit 1
 fi

@@ -25,8 +25,8 @@ cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_INCLUDEDIR
 configure_file("${PROJECT_SOURCE_DIR}/cmake/VindrelRegLib.pc.in" "${PROJECT_BINARY_DIR}/VindrelRegLib.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/VindrelRegLib.pc" DESTINATION "${VINDREL_PC_DIR}")
 
-if(TARGET vindrel)
-  install(TARGETS vindrel RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+# The program installs itself (cli/CMakeLists.txt).
+if(TARGET vindrel_cli)
   install(FILES "${PROJECT_SOURCE_DIR}/man/vindrel.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
 endif()
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md" "${PROJECT_SOURCE_DIR}/LICENSE"

@@ -35,7 +35,7 @@ while read -r group package; do
   for chosen in "${groups[@]}"; do
     if [ "$group" = "$chosen" ]; then wanted+=("$package"); fi
   done
-done < <(grep -v '^#' "$list")
+done <<<"$(grep -v "^#" "$list")"
 
 if ! command -v dpkg-query >/dev/null; then
   echo "tools/packages.sh: not a Debian system; install the equivalents of these yourself:" >&2
