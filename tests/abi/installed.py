@@ -33,7 +33,7 @@ def main():
     cmake, compiler, pkgConfig, build, source, scratch = sys.argv[1:]
     shutil.rmtree(scratch, ignore_errors=True)
     first, prefix = os.path.join(scratch, "first"), os.path.join(scratch, "moved here", "prefix")
-    run(cmake, "--install", build, "--prefix", first)
+    output(cmake, "--install", build, "--prefix", first)
     os.makedirs(os.path.dirname(prefix))
     os.rename(first, prefix)
 
@@ -45,13 +45,14 @@ def main():
         for name in names:
             with open(os.path.join(folder, name), "rb") as file:
                 content = file.read()
-            if os.fsencode(first) in content:
-                sys.exit("%s names the folder it was installed to" % name)
+            for place in (first, build):
+                if os.fsencode(place) in content:
+                    sys.exit("%s names the folder %s" % (name, place))
 
     strict = "-std=c11 -Wall -Wextra -Wpedantic -Werror"
     consumer = os.path.join(scratch, "with_cmake")
-    run(cmake, "-S", source, "-B", consumer, "-DCMAKE_PREFIX_PATH=" + prefix, "-DCMAKE_C_COMPILER=" + compiler,
-        "-DCMAKE_C_FLAGS=" + strict, "-DCMAKE_BUILD_TYPE=Release")
+    run(cmake, "-G", "Ninja", "-S", source, "-B", consumer, "-DCMAKE_PREFIX_PATH=" + prefix,
+        "-DCMAKE_C_COMPILER=" + compiler, "-DCMAKE_C_FLAGS=" + strict, "-DCMAKE_BUILD_TYPE=Release")
     run(cmake, "--build", consumer)
     run(os.path.join(consumer, "align_two"))
 
