@@ -53,7 +53,7 @@ echo "making a hand-held bracket of $photo"
 echo
 echo "aligning it"
 status=0
-"$vindrel" align "$output"/bracket/*.png -o "$output/aligned" --model perspective --threads "$(nproc)" \
+"$vindrel" align "$output"/bracket/frame_*.png -o "$output/aligned" --model perspective --threads "$(nproc)" \
   --truth "$output/bracket/truth.json" || status=$?
 echo
 echo "the frames as taken: $output/bracket"
