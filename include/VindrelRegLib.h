@@ -157,22 +157,27 @@ typedef struct { int32_t index; uint32_t mt[624]; } MtState;
 
 /** The data of evaluate_resize(). A caller may append fields of its own, which are not looked at. */
 typedef struct {
-    int frameWidth, frameHeight, imageCount;   /**< Frame size in pixels, and the images in the stack. */
-    const float    *transforms;                /**< 8 values an image, by slot. */
-    const uint32_t *chain;                     /**< The slot of each rank's transform, imageCount of them. */
+    int frameWidth, frameHeight;   /**< Size of every image, pixels. */
+    int imageCount;                /**< Images whose corners count, 0 or more. */
+    const float    *transforms;    /**< Slots of 8 values; each carries output coordinates a link further. */
+    const uint32_t *chain;         /**< Slot by link, see multi_transform_point_perspect(); imageCount of them. */
 } ResizeData;
 
-/** The argument of align_with_transf_threaded(): one thread's share of a warp, as align_with_transf_orig() takes it. */
+/**
+ * The argument of align_with_transf_threaded(): one thread's share of a warp. The fields have the meaning of the
+ * arguments of align_with_transf_orig() by the same name, but for those described here.
+ */
 typedef struct {
-    int srcWidth, srcHeight, srcStride, dstWidth, rowCount;
+    int srcWidth, srcHeight, srcStride, dstWidth;
+    int rowCount;                  /**< Rows of the whole output, numbered from 0, of all threads together. */
     int channels, bitsPerSample, offsetX, offsetY, perspective, imageIndex;
     int64_t srcOffset;
     const uint32_t *slotTable;
     const float    *transforms;
     const void     *srcBase;
-    void           *dst;                       /**< The whole output; the thread finds its own rows in it. */
-    int threadIndex, threadCount;              /**< Which share, from 0, and of how many. */
-    int result;                                /**< Out: the rows produced. */
+    void           *dst;           /**< The whole output; the thread finds its own rows in it. */
+    int threadIndex, threadCount;  /**< Which share, from 0, and of how many, 1 or more. */
+    int result;                    /**< Out: what align_with_transf_orig() returns for the share's rows. */
 } WarpThreadArgs;
 
 /** How lmmin() minimises; lm_control_double and lm_control_float are sound sets of values to copy and change. */
@@ -294,17 +299,130 @@ uint64_t mt_random(MtState *s);
 
 /* ---- Warping --------------------------------------------------------------------------------------------- */
 
+/**
+ * Warps one image on the calling thread: produces rows rowStart to rowEnd - 1 of an output frame, mapping each output
+ * pixel into the source and interpolating there between four pixels (bilinear interpolation).
+ *
+ * Output pixel (x, y) is mapped from (x', y') = (x - offsetX, y - offsetY) by the image's transform:
+ *
+ *     affine       a b c d e f        X = a x' + b y' + c           Y = d x' + e y' + f
+ *     perspective  a b c d e f g h    X = (a x' + b y' + c) / w     Y = (d x' + e y' + f) / w
+ *                                     w = 1 + (g x' + h y') 0.00001
+ *
+ * X and Y are single precision; w and the divisions are double precision. With ix and iy, X and Y cut to whole numbers
+ * toward zero, the pixel is inside when ix >= 0, ix + 1 < srcWidth, iy >= 0 and iy + 1 < srcHeight. So coordinates
+ * between -1 and 0 are inside and extrapolate from the first two columns or rows, while the last column and the last
+ * row of the source are outside; and so is a coordinate that is not a number or too large for an int.
+ *
+ * All samples of an inside pixel, alpha included, are interpolated alike, in double precision, and clamped to the range
+ * of the sample. 8-bit samples round to the nearest, halves up; 16-bit samples round down.
+ *
+ * Of an outside pixel, samples 0, (channels - 1) / 2 and channels - 1 become white, 255 or 65535, and the others keep
+ * what the output held. So one to three channels become white as a whole, and the third of four stays untouched.
+ *
+ * Re-entrant: several threads may produce rows of one output as long as no row is produced twice. Allocates nothing.
+ * Source and output must not overlap.
+ *
+ * @param srcWidth      Source width, pixels.
+ * @param srcHeight     Source height, pixels.
+ * @param srcStride     Samples (not bytes) from the start of one source row to the start of the next.
+ * @param dstWidth      Output width, pixels.
+ * @param rowStart      First output row.
+ * @param rowEnd        One past the last output row.
+ * @param channels      Interleaved samples a pixel, of source and output; any number from 1.
+ * @param bitsPerSample 8 or 16, of source and output.
+ * @param offsetX       Subtracted from output columns before the transform, pixels.
+ * @param offsetY       Subtracted from output rows before the transform, pixels.
+ * @param perspective   0: the image's transform is the 6 values at 6 * imageIndex of the table; otherwise the 8 values
+ *                      at 8 * slotTable[imageIndex].
+ * @param slotTable     More than imageIndex elements; may be NULL when perspective is 0.
+ * @param transforms    The table. Its transforms map output coordinates to source coordinates.
+ * @param imageIndex    Whose transform to take.
+ * @param srcOffset     Samples from srcBase to source pixel (0, 0).
+ * @param srcBase       The source's samples; only read.
+ * @param dst           First sample of output row rowStart; receives (rowEnd - rowStart) * dstWidth * channels samples,
+ *                      rows packed.
+ * @return rowEnd; rowStart when the band is empty (rowStart >= rowEnd); 0 when bitsPerSample is neither 8 nor 16.
+ *         In the last two cases nothing is written.
+ */
 int  align_with_transf_orig(int srcWidth, int srcHeight, int srcStride, int dstWidth, int rowStart, int rowEnd,
                             int64_t channels, int64_t bitsPerSample, int offsetX, int offsetY, int perspective,
                             const uint32_t *slotTable, const float *transforms, int imageIndex, int64_t srcOffset,
                             const void *srcBase, void *dst);
+
+/**
+ * Warps one image on several threads. The arguments after nThreads are those of align_with_transf_orig(), and every
+ * pixel is computed as there. With nThreads below 2 it is that very call, on the calling thread.
+ *
+ * From 2 threads on the rows are split into nThreads strips, one POSIX thread each, all joined before the return. With
+ * q = (rowEnd - rowStart) / nThreads, thread i produces rows i q to (i + 1) q - 1, and the last thread the rest, which
+ * is all rows when there are fewer rows than threads. Strips are numbered from row 0: what is produced at dst are rows
+ * 0 to rowEnd - rowStart - 1 of the output frame and not rows rowStart to rowEnd - 1. The two agree when rowStart is 0.
+ *
+ * When a thread cannot be started, or there is no memory for the threads' records, the calling thread produces the
+ * whole band as in the direct case, rows rowStart to rowEnd - 1, and the call returns that result at once unless it is
+ * 0. Threads already started are then neither joined nor waited for: they go on reading the source and writing their
+ * strips to dst after the return (the tables they need no more, and what they need of the library's they release). The
+ * result does not tell. A host that runs near its limit of threads should pass nThreads 1.
+ *
+ * Re-entrant. Source and output must not overlap.
+ *
+ * @param nThreads Threads to start, without an upper limit; 0 and 1: none.
+ * @return With threads: the number of rows, rowEnd - rowStart. Without, and when one could not be started: as
+ *         align_with_transf_orig(); in the second case, when that is 0, the threads already started have been joined.
+ *         0 when bitsPerSample is neither 8 nor 16; nothing is written.
+ */
 int  align_with_transf(int nThreads, int srcWidth, int srcHeight, int srcStride, int dstWidth, int rowStart,
                        int rowEnd, int channels, int bitsPerSample, int offsetX, int offsetY, int perspective,
                        const uint32_t *slotTable, const float *transforms, int imageIndex, int64_t srcOffset,
                        const void *srcBase, void *dst);
-void *align_with_transf_threaded(void *record);   /* a WarpThreadArgs; ends with pthread_exit(NULL) */
+
+/**
+ * A thread body for pthread_create(): produces one share of a warp, split as align_with_transf() splits it, and stores
+ * the result in the record. It ends the thread by pthread_exit(NULL) and does not return.
+ *
+ * @param record A WarpThreadArgs of this thread's own, valid until the thread has ended.
+ */
+void *align_with_transf_threaded(void *record);
+
+/**
+ * Carries a point through a chain of perspective transforms: links 1, 2, ... count, in this order. A count of 0 stands
+ * for link 0 alone. So the point of a stack's image i passes links 1 to i, and link 0 serves image 0 only.
+ *
+ * Each link maps as the perspective warp does, in the same precisions. A denominator of 0 gives infinities or values
+ * that are not numbers. Re-entrant.
+ *
+ * @param count      The last link, 0 or more.
+ * @param transforms Slots of 8 values.
+ * @param chain      chain[k] is the slot of link k; count + 1 elements.
+ * @param outX       Out: the point carried; not NULL.
+ * @param outY       Out: likewise.
+ * @param x          The point, pixels.
+ * @param y          Likewise.
+ */
 void multi_transform_point_perspect(int count, const float *transforms, const uint32_t *chain, float *outX,
                                     float *outY, float x, float y);
+
+/**
+ * The residuals, for lmmin(), of the search for the largest upright rectangle of the output frame whose corners fall
+ * inside every image of a stack, so that the aligned images can be cut to it without fill.
+ *
+ * The rectangle's upper-left corner is (-x0, -y0), its size W x H. Each corner is carried into image i as
+ * multi_transform_point_perspect() does with count i, and penalised by the pixels that it lies beyond its own two edges
+ * of the image: the upper-left corner by those beyond the left and the upper edge, and so on. A corner on an edge is
+ * inside. With S the sum of all penalties and area = frameWidth * frameHeight, the size's residual is
+ * S + area * 0.00001 when S >= 0.01, otherwise (area - W H) * 0.00001, which is least for the largest rectangle.
+ *
+ * Coordinates, single penalties and area - W H are single precision, the sums and the last product double precision.
+ * Re-entrant.
+ *
+ * @param par       x0, y0, W, H in pixels; rounded to single precision.
+ * @param m_dat     Not read: the number of residuals, 4 * imageCount + 1.
+ * @param data      A ResizeData.
+ * @param fvec      Out: the penalties of the upper-left, upper-right, lower-left and lower-right corner of each image
+ *                  in turn, then the size's residual; 4 * imageCount + 1 elements.
+ * @param userbreak Not used; may be NULL.
+ */
 void evaluate_resize(const double *par, int m_dat, const void *data, double *fvec, int *userbreak);
 
 /* ---- Translation ----------------------------------------------------------------------------------------- */
