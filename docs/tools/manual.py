@@ -205,6 +205,7 @@ def main():
     page.raw('.\\" Made from include/VindrelRegLib.h by docs/tools/manual.py.')
     page.raw('.TH VINDRELREGLIB 3 "" "VindrelRegLib %s" "VindrelRegLib"' % version)
     page.raw(".nh")
+    page.raw(".ad l")
     page.raw(".SH NAME")
     page.raw("VindrelRegLib \\- registration of photographs, flat C interface")
     page.raw(".SH SYNOPSIS")
