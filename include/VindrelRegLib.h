@@ -437,20 +437,153 @@ int  remplPyram(int width, int height, int channels, int bitDepth, unsigned int 
 
 /* ---- Straightening --------------------------------------------------------------------------------------- */
 
+/**
+ * @brief Corrects tilt and rotation of one image, and crops it.
+ *
+ * Three corrections are chained and resampled in one go: a tilt of the picture about its horizontal axis, which makes
+ * converging verticals parallel; a tilt about its vertical axis, which does the same for horizontals; and a rotation in
+ * the picture's plane. The crop is the rectangle of the source's aspect ratio that calcOptimalCropRect() finds. When it
+ * is wider than the source, which happens where a correction stretches the picture, the picture is scaled down so that
+ * the output is as wide as the source or, by rounding, one column narrower.
+ *
+ * The crop is nearly always free of fill but not by contract: mind the last column and row, offsets cut to whole
+ * pixels, and strong corrections. docs/straightening.md lists measured cases; the program `vindrel straighten` and the
+ * C++ interface replace such crops by ones without fill.
+ *
+ * @param nThreads threads to warp on; below 2 the caller's thread does it alone. The bytes are the same for any count.
+ * @param width,height size of the source, in pixels
+ * @param stride samples from the start of one source row to the start of the next
+ * @param channels samples a pixel, of source and output
+ * @param bitsPerSample 8 or 16
+ * @param[in,out] sizeInOut 2 ints. On entry, a first element of 1 switches the crop off: the output then has the
+ *   source's size and shows fill wherever the corrected picture does not reach; the second element is not read. On
+ *   return, the output's width and height, never more than the source's.
+ * @param[in] src pixel (0, 0) of the source
+ * @param[out] dst room for width * height pixels, not overlapping the source. Rows are packed: output width * channels
+ *   samples each. Nothing is written beyond the output's last row. Pixels without four source neighbours are filled as
+ *   by align_with_transf().
+ * @param factorV vertical correction, a tilt by 2 pi factorV / height radians. Negative values widen the picture's top,
+ *   for lines that converge upwards; positive ones its bottom. At 1 / pi (0.318) the horizon reaches the frame's edge;
+ *   useful values lie well below that.
+ * @param factorH horizontal correction, a tilt by 2 pi factorH / width radians. Positive values widen the picture's left
+ *   side, negative ones its right.
+ * @param angle rotation in degrees; positive values turn the picture anticlockwise.
+ * @return the number of output rows; 0 for another bitsPerSample, when the size is written but no pixel.
+ *
+ * When no crop is found, and also when it would be empty or beyond the range of int (factors that are no numbers
+ * included), the output is the uncropped picture. Prints to standard output "factorV=%f, factorH=%f\n", "\n" and
+ * "align(%d, %d, %d, %d, %d, %d, %d, %d, %f, %f, %d...)\n" with the numbers 4 (whatever nThreads is), width, height,
+ * output width, 0, output height, channels, bitsPerSample, the crop's x and y offset before they are cut to whole
+ * pixels, and 1. Reads #pinToEdge. Otherwise keeps no state: several images may be straightened at once. Pointers,
+ * stride and sizes are not checked; sides are expected to be below 2^24 pixels. With zero corrections and even sides the
+ * transform is the identity; an odd side loses one pixel's length, because corners are placed at whole pixels from the
+ * middle.
+ */
 int  straightenImage(int nThreads, int width, int height, int stride, int channels, int bitsPerSample,
                      int *sizeInOut, const void *src, void *dst, float factorV, float factorH, float angle);
+
+/**
+ * @brief The crop of a straightened picture: a rectangle of the source's aspect ratio inside the picture's outline.
+ *
+ * The corners of the source are carried into the output frame by the inverse of the transform. Two diagonals with the
+ * source's aspect through a centre hit the outline at four points; the box between them is pushed outwards from each of
+ * its corners as far as the outline reaches, and the largest rectangle of the aspect that shares a corner with the box
+ * is taken. The construction expects each source edge on its own side of the outline: it finds good rectangles up to
+ * rotations of some 20 degrees.
+ *
+ * @param[in] transform 8 floats, from output-frame to source coordinates
+ * @param w,h size of the source, in pixels
+ * @param[out] cropX,cropY minus the position of the rectangle's upper-left corner in the output frame: what, cut to
+ *   whole pixels, align_with_transf() takes as offsets
+ * @param[out] cropW,cropH size of the rectangle in pixels, each rounded towards zero. May be 0 or negative where the
+ *   outline is folded.
+ * @param factorV,factorH only their signs count, and choose the corner that the rectangle shares with the box: its
+ *   bottom for a negative factorV, else its top; its left for a negative factorH, else its right.
+ * @return 1, or 0 when a diagonal misses the edges or the size does not fit an int; nothing is written then.
+ *
+ * Reads #pinToEdge: when it is nonzero the centre is the middle of the source frame (w / 2, h / 2, halves cut off),
+ * otherwise the middle of the outline as far as it lies in the frame.
+ */
 int  calcOptimalCropRect(const float *transform, int w, int h, float *cropX, float *cropY, int *cropW, int *cropH,
                          float factorV, float factorH);
+
+/**
+ * @brief Where the line through points 1 and 2 meets the line through points 3 and 4.
+ *
+ * @param checkFirst nonzero: the meeting point must lie in the bounding box of points 1 and 2, widened by 0.00001
+ * @param checkSecond nonzero: the same for points 3 and 4. With both 0 the lines are unbounded.
+ * @param[out] outX,outY the meeting point. Written also when a check fails; not when the lines are parallel (the cross
+ *   product of their directions is smaller than 0.0000001 in magnitude).
+ * @param x1,y1,x2,y2 two points of the first line
+ * @param x3,y3,x4,y4 two points of the second line
+ * @return 1 when they meet and the checks pass, else 0
+ */
 int  calcIntersection(int checkFirst, int checkSecond, double *outX, double *outY, double x1, double y1,
                       double x2, double y2, double x3, double y3, double x4, double y4);
+
+/**
+ * @brief Sets #pinToEdge. Not synchronised: to be called before straightening starts, not while another thread does it.
+ * @return value
+ */
 int  setPinToEdge(int value);
+
+/**
+ * @brief Maps (x, y) through the 8-float perspective transform t, in double precision throughout.
+ *
+ * A point on the horizon, where the denominator is 0, yields infinite or undefined values.
+ */
 void transformViaArray(const float *t, double *outX, double *outY, double x, double y);
+
+/** @brief As transformViaArray(), the two results rounded to single precision. */
 void transformViaArrayF(const float *t, float *outX, float *outY, double x, double y);
+
+/**
+ * @brief Maps (x, y) through a full 3x3 projective matrix: 9 floats, row-major, the third row being the denominator.
+ *
+ * Double precision, results rounded to single precision. A denominator of 0 is not caught.
+ */
 void transform9ViaArrayF(const float *m, float *outX, float *outY, double x, double y);
+
+/**
+ * @brief Maps (x, y) through a 2x2 matrix: 4 floats, column by column, x' = m0 x + m2 y and y' = m1 x + m3 y.
+ *
+ * Double precision, results rounded to single precision.
+ */
 void transform4ViaArrayF(const float *m, float *outX, float *outY, double x, double y);
+
+/**
+ * @brief The inverse of a perspective transform by the adjugate of its matrix, in double precision, results rounded.
+ *
+ * Unlike inverse_transform_perspect(), which goes through the images of a square's corners. A singular transform, or one
+ * whose inverse has denominator 0 at the origin, yields infinite or undefined values.
+ *
+ * @param[in] t 8 floats
+ * @param[out] out 8 floats; may be t
+ */
 void calcInverseTransform(const float *t, float *out);
+
+/**
+ * @brief C = A B for 3x3 matrices of floats, row-major, 9 each; every product and sum is rounded to single precision.
+ *
+ * Each sum is taken from left to right. C must not overlap A or B.
+ */
 void matrixMult33(const float *A, const float *B, float *C);
+
+/**
+ * @brief Prints a 3x3 matrix (9 doubles, row-major) to standard output: a line for each row, each value as "%12.8lf  ".
+ * @return what the last character's output returned: the newline's code, or EOF
+ */
 int  printMat(const double *m);
+
+/**
+ * @brief Appends a diagonal cross round (x, y) to the debug file "c:\tempp.log".
+ *
+ * That is the literal file name, in the working directory where it names no drive. Each stroke is two lines "x y z" and
+ * an empty line: from (x - d, y - d) to (x + d, y + d), then from (x + d, y - d) to (x - d, y + d). Appends of several
+ * threads may mix.
+ *
+ * @return the result of closing the file, 0 when all is well; EOF when it cannot be opened
+ */
 int  logPointCross(int d, double x, double y, float z);
 
 /* ---- The least-squares symbols the shared object also exports -------------------------------------------- */
