@@ -1,0 +1,62 @@
+#include "translate/GreyKernel.h"
+
+#include <algorithm>
+
+namespace vindrel {
+namespace {
+
+constexpr unsigned kWeights[3] = {54, 183, 19}; // of 256
+
+constexpr unsigned highByte(std::uint8_t sample) { return sample; }
+constexpr unsigned highByte(std::uint16_t sample) { return sample >> 8; }
+
+template <class Sample>
+inline std::uint8_t greyOf(Sample s0, Sample s1, Sample s2) {
+  return static_cast<std::uint8_t>(
+      (kWeights[0] * highByte(s0) + kWeights[1] * highByte(s1) + kWeights[2] * highByte(s2)) >> 8);
+}
+
+// The step between pixels is a constant, which lets the compiler use vector loads.
+template <int kChannels, class Sample>
+void greyRowOfFixed(const Sample *pixels, int width, std::uint8_t *grey) {
+  for (int x = 0; x < width; ++x) {
+    const Sample *p = pixels + static_cast<std::int64_t>(x) * kChannels;
+    grey[x] = greyOf(p[0], p[1], p[2]);
+  }
+}
+
+} // namespace
+
+template <class Sample>
+void greyRow(const Sample *pixels, int channels, int width, std::uint8_t *grey) {
+  if (channels == 3) return greyRowOfFixed<3>(pixels, width, grey);
+  if (channels == 4) return greyRowOfFixed<4>(pixels, width, grey);
+  const int second = std::min(1, channels - 1);
+  const int third = std::min(2, channels - 1);
+  for (int x = 0; x < width; ++x) {
+    const Sample *p = pixels + static_cast<std::int64_t>(x) * channels;
+    grey[x] = greyOf(p[0], p[second], p[third]);
+  }
+}
+
+template void greyRow(const std::uint8_t *, int, int, std::uint8_t *);
+template void greyRow(const std::uint16_t *, int, int, std::uint8_t *);
+
+void GreyCounter::add(const std::uint8_t *grey, int width) {
+  int x = 0;
+  for (; x + 4 <= width; x += 4) {
+    ++tables_[0][grey[x]];
+    ++tables_[1][grey[x + 1]];
+    ++tables_[2][grey[x + 2]];
+    ++tables_[3][grey[x + 3]];
+  }
+  for (; x < width; ++x)
+    ++tables_[0][grey[x]];
+}
+
+void GreyCounter::addTo(std::uint32_t *histogram) const {
+  for (int bin = 0; bin < 256; ++bin)
+    histogram[bin] += tables_[0][bin] + tables_[1][bin] + tables_[2][bin] + tables_[3][bin];
+}
+
+} // namespace vindrel

@@ -1,0 +1,58 @@
+#include "translate/ShiftEvidence.h"
+
+#include "translate/BitDifferenceKernel.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vindrel {
+namespace {
+
+double shareOfSetBits(const BitmapView &bitmap) {
+  std::int64_t set = 0;
+  for (int y = 0; y < bitmap.size.height; ++y)
+    set += countRowBits(bitmap.row(y), bitmap.size.width);
+  return static_cast<double>(set) / static_cast<double>(packedSamples(bitmap.size, 1));
+}
+
+// Pixels of level 0 as pixels of a level, to the nearest.
+constexpr int atLevel(int pixels, int level) { return level == 0 ? pixels : (pixels + (1 << (level - 1))) >> level; }
+
+void addEdges(const BitmapView &reference, const BitmapView &moving, int x, int y, EdgeAgreement &across,
+              EdgeAgreement &down) {
+  const auto [width, height] = reference.size;
+  // Row 0 of the moving bitmap is left out, as in the search.
+  const int begin = std::max(1, 2 - y);
+  const int end = std::min(height, height - y);
+  for (int row = begin; row < end; ++row)
+    addRowEdges({.row = reference.row(row), .above = reference.row(row - 1)},
+                {.row = moving.row(row + y), .above = moving.row(row + y - 1)}, width, x, across, down);
+}
+
+} // namespace
+
+double deviationsAboveChance(const EdgeAgreement &edges) {
+  const std::int64_t meeting = edges.same + edges.opposite;
+  if (meeting == 0) return 0;
+  return static_cast<double>(edges.same - edges.opposite) / std::sqrt(static_cast<double>(meeting));
+}
+
+bool isBetterThanChance(const ShiftEvidence &evidence) {
+  for (int l = 0; l < kEvidenceLevels; ++l)
+    if (deviationsAboveChance(evidence.across[l]) >= kBetterThanChance &&
+        deviationsAboveChance(evidence.down[l]) >= kBetterThanChance)
+      return true;
+  return false;
+}
+
+ShiftEvidence gatherEvidence(const BitmapPyramid &reference, const BitmapPyramid &moving, int levels, int x, int y) {
+  ShiftEvidence evidence;
+  const double p = shareOfSetBits(reference.level(0));
+  const double q = shareOfSetBits(moving.level(0));
+  evidence.chanceShare = p * (1 - q) + q * (1 - p);
+  for (int l = 0; l < std::min(levels, kEvidenceLevels); ++l)
+    addEdges(reference.level(l), moving.level(l), atLevel(x, l), atLevel(y, l), evidence.across[l], evidence.down[l]);
+  return evidence;
+}
+
+} // namespace vindrel

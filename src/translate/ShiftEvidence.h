@@ -1,0 +1,51 @@
+// Is a shift better than chance?
+//
+// The count of differing bits alone cannot tell. Bitmaps of unrelated photographs are large areas (a bright sky over
+// dark land), neighbouring bits are not independent, and the best of many shifts always overlaps such areas well: best
+// differences from 20 % to 80 % of the bits occur between strangers. What strangers do not share is the outlines of
+// those areas. So only the edges of the bitmaps are compared: places where a pixel differs from its left (or upper)
+// neighbour in both bitmaps. In an unrelated pair the two bitmaps step the same way there as often as opposite ways; in
+// frames of one scene, brought into register, nearly all step the same way, whatever the exposures.
+//
+// With `same` and `opposite` such places, chance makes same - opposite 0 with a variance of same + opposite; since edges
+// run on from row to row, somewhat more. Over the 105 pairs among 15 unrelated photographs, at widths from 160 to 1280
+// pixels and reaches from 1 to 63, (same - opposite) / sqrt(same + opposite) had a root mean square of 1.2 to 1.4 and
+// never passed 5; the lesser of its values in x and y never passed 3. Frames of one scene, correctly aligned, reach 10
+// to 190. A shift therefore counts as better than chance from 6 on, in x and in y: outlines that run along one axis only
+// (a horizon) leave the shift along it undetermined.
+//
+// Level 0 sees edges that meet to the pixel. Frames that are turned a little, or noisy, may have too few of those; the
+// same at half the size, level 1, is accepted as well. Coarser levels are not: there, as in G. Ward's pyramid (Journal of
+// Graphics Tools 8(2), 2003), a shift that is wrong by several pixels still looks right.
+#pragma once
+
+#include "translate/BitmapPyramid.h"
+#include "translate/EdgeAgreementKernel.h"
+
+namespace vindrel {
+
+enum class ShiftDoubt {
+  None,
+  NotSearched,        // nothing was compared: the shift is an assumption
+  AtReachEdge,        // the true shift may lie beyond the reach of the search
+  NoBetterThanChance, // unrelated frames, too little texture, or a search gone astray
+};
+
+constexpr int kEvidenceLevels = 2;
+constexpr double kBetterThanChance = 6; // standard deviations of independent edges
+
+struct ShiftEvidence {
+  double chanceShare = 0; // p (1 - q) + q (1 - p): differing bits expected of independent bitmaps, shares p and q set
+  EdgeAgreement across[kEvidenceLevels]; // edges between left and right neighbours, by level
+  EdgeAgreement down[kEvidenceLevels];   // edges between upper and lower neighbours
+};
+
+// How far the edges' agreement lies above chance, in standard deviations; 0 where no edges meet.
+double deviationsAboveChance(const EdgeAgreement &edges);
+
+bool isBetterThanChance(const ShiftEvidence &evidence);
+
+// At a shift of (x, y) pixels of level 0; levels: those that the pyramids have.
+ShiftEvidence gatherEvidence(const BitmapPyramid &reference, const BitmapPyramid &moving, int levels, int x, int y);
+
+} // namespace vindrel
