@@ -16,8 +16,12 @@ namespace vindrel {
 // An int can be halved 31 times before nothing is left.
 constexpr int kMaxPyramidLevels = 31;
 
-constexpr Size halved(Size size) { return {size.width / 2, size.height / 2}; }
-constexpr bool hasPixels(Size size) { return size.width > 0 && size.height > 0; }
+constexpr Size halved(Size size) {
+  return {size.width / 2, size.height / 2};
+}
+constexpr bool hasPixels(Size size) {
+  return size.width > 0 && size.height > 0;
+}
 
 // Writes the packed grey image and its 256-bin histogram (both overwritten) and returns the threshold: the first grey
 // level up to which there are more than `count` pixels, 256 if none. A bin counts modulo 2^32.
@@ -55,9 +59,7 @@ public:
   static BitmapPyramid allocated(Size size, int levels);
 
   explicit operator bool() const { return static_cast<bool>(words_); }
-  BitmapView level(int l) const {
-    return {levels_[l].size, levels_[l].rowWords, words_.data() + levels_[l].firstWord};
-  }
+  BitmapView level(int l) const { return {levels_[l].size, levels_[l].rowWords, words_.data() + levels_[l].firstWord}; }
 
   // Fills the levels from a frame. grey: the frame's pixels; grey2: those of a quarter of it.
   void build(const ImageView &image, std::int64_t count, std::uint8_t *grey, std::uint8_t *grey2);

@@ -5,8 +5,8 @@
 namespace vindrel {
 namespace {
 
-constexpr int kKeyScale = 256;      // leaves the keys below it to the very dark frames
-constexpr int kVeryDarkMedian = 5;  // medians below it say too little: such frames are told apart by their highlights
+constexpr int kKeyScale = 256;     // leaves the keys below it to the very dark frames
+constexpr int kVeryDarkMedian = 5; // medians below it say too little: such frames are told apart by their highlights
 constexpr int kBrightestKey = 65536;
 
 } // namespace

@@ -12,10 +12,10 @@
 namespace vindrel {
 
 struct PercentileCounts { // pixels at or below the threshold
-  std::int64_t half = 0; // 50 %
-  std::int64_t low = 0;  // 17 %, for frames whose median is too bright
-  std::int64_t high = 0; // 90 %, for frames whose median is too dark
-  std::int64_t top = 0;  // 95 %, tells very dark frames apart
+  std::int64_t half = 0;  // 50 %
+  std::int64_t low = 0;   // 17 %, for frames whose median is too bright
+  std::int64_t high = 0;  // 90 %, for frames whose median is too dark
+  std::int64_t top = 0;   // 95 %, tells very dark frames apart
 };
 
 // The shares in double precision, truncated.

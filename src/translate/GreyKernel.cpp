@@ -7,8 +7,12 @@ namespace {
 
 constexpr unsigned kWeights[3] = {54, 183, 19}; // of 256
 
-constexpr unsigned highByte(std::uint8_t sample) { return sample; }
-constexpr unsigned highByte(std::uint16_t sample) { return sample >> 8; }
+constexpr unsigned highByte(std::uint8_t sample) {
+  return sample;
+}
+constexpr unsigned highByte(std::uint16_t sample) {
+  return sample >> 8;
+}
 
 template <class Sample>
 inline std::uint8_t greyOf(Sample s0, Sample s1, Sample s2) {

@@ -1,8 +1,8 @@
 // Grey values of a row of pixels, and how often each occurs.
 //
 // Grey is (54 s0 + 183 s1 + 19 s2) >> 8 of a pixel's first three samples, the usual luma weights in 256ths; they sum to
-// 256, so white stays 255. Of a 16-bit sample only the high byte counts. A pixel of fewer than three samples repeats its
-// last one, so that one-sample images are their own grey and nothing beyond the pixel is read.
+// 256, so white stays 255. Of a 16-bit sample only the high byte counts. A pixel of fewer than three samples repeats
+// its last one, so that one-sample images are their own grey and nothing beyond the pixel is read.
 #pragma once
 
 #include <cstdint>
@@ -12,8 +12,8 @@ namespace vindrel {
 template <class Sample>
 void greyRow(const Sample *pixels, int channels, int width, std::uint8_t *grey);
 
-// Counts grey values in four tables by turns: in flat areas the same bin would otherwise be read back right after it was
-// written, and every pixel would wait for the one before.
+// Counts grey values in four tables by turns: in flat areas the same bin would otherwise be read back right after it
+// was written, and every pixel would wait for the one before.
 class GreyCounter {
 public:
   void add(const std::uint8_t *grey, int width);

@@ -41,8 +41,8 @@ void reduceLastRow(const std::uint8_t *up, const std::uint8_t *middle, int outWi
   }
   const int x = 2 * last;
   const unsigned beside = unsigned{up[x + 1]} + middle[x];
-  out[last] = static_cast<std::uint8_t>(
-      (kCornerFar * up[x] + kCornerBeside * beside + kCornerCentre * middle[x + 1]) >> 8);
+  out[last] =
+      static_cast<std::uint8_t>((kCornerFar * up[x] + kCornerBeside * beside + kCornerCentre * middle[x + 1]) >> 8);
 }
 
 } // namespace vindrel

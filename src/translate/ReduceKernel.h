@@ -16,8 +16,8 @@
 
 namespace vindrel {
 
-// A row that is not the last: up, middle and down are the input rows 2r, 2r+1 and 2r+2. Writes outWidth pixels (at least
-// one) and reads 2 * outWidth of each input row.
+// A row that is not the last: up, middle and down are the input rows 2r, 2r+1 and 2r+2. Writes outWidth pixels (at
+// least one) and reads 2 * outWidth of each input row.
 void reduceRow(const std::uint8_t *up, const std::uint8_t *middle, const std::uint8_t *down, int outWidth,
                std::uint8_t *out);
 

@@ -9,7 +9,9 @@ namespace {
 // All ones in every sample is 255 in every byte, whatever the depth.
 constexpr int kWhiteByte = 0xFF;
 
-std::int64_t bytesOf(const ImageView &image, std::int64_t samples) { return samples * bytesPerSample(image.depth); }
+std::int64_t bytesOf(const ImageView &image, std::int64_t samples) {
+  return samples * bytesPerSample(image.depth);
+}
 
 std::uint8_t *rowBytes(const MutableImageView &image, int y) {
   return static_cast<std::uint8_t *>(image.samples) + bytesOf(image, y * image.rowStride);
@@ -24,8 +26,7 @@ const std::uint8_t *rowBytes(const ImageView &image, int y) {
 ShiftCrop cropForShifts(const ShiftEstimate &estimate, Size frameSize, bool fullSize) {
   const std::int64_t lostX = std::int64_t{estimate.maxX} - estimate.minX;
   const std::int64_t lostY = std::int64_t{estimate.maxY} - estimate.minY;
-  ShiftCrop crop = {
-      .outputSize = frameSize, .minX = estimate.minX, .minY = estimate.minY, .cropped = lostX + lostY};
+  ShiftCrop crop = {.outputSize = frameSize, .minX = estimate.minX, .minY = estimate.minY, .cropped = lostX + lostY};
   if (!fullSize && lostX < frameSize.width && lostY < frameSize.height)
     crop.outputSize = {static_cast<int>(frameSize.width - lostX), static_cast<int>(frameSize.height - lostY)};
   return crop;

@@ -10,8 +10,8 @@ namespace vindrel {
 
 struct ShiftCrop {
   Size outputSize;
-  // Output pixel (x, y) shows pixel (x, y) + the frame's shift - this of a frame. The least shift, so that the source of
-  // an output pixel never lies to its left or above it.
+  // Output pixel (x, y) shows pixel (x, y) + the frame's shift - this of a frame. The least shift, so that the source
+  // of an output pixel never lies to its left or above it.
   int minX = 0;
   int minY = 0;
   std::int64_t cropped = 0; // columns + rows by which the shifts differ; whether or not they were cut off

@@ -16,7 +16,9 @@ double shareOfSetBits(const BitmapView &bitmap) {
 }
 
 // Pixels of level 0 as pixels of a level, to the nearest.
-constexpr int atLevel(int pixels, int level) { return level == 0 ? pixels : (pixels + (1 << (level - 1))) >> level; }
+constexpr int atLevel(int pixels, int level) {
+  return level == 0 ? pixels : (pixels + (1 << (level - 1))) >> level;
+}
 
 void addEdges(const BitmapView &reference, const BitmapView &moving, int x, int y, EdgeAgreement &across,
               EdgeAgreement &down) {

@@ -7,16 +7,16 @@
 // neighbour in both bitmaps. In an unrelated pair the two bitmaps step the same way there as often as opposite ways; in
 // frames of one scene, brought into register, nearly all step the same way, whatever the exposures.
 //
-// With `same` and `opposite` such places, chance makes same - opposite 0 with a variance of same + opposite; since edges
-// run on from row to row, somewhat more. Over the 105 pairs among 15 unrelated photographs, at widths from 160 to 1280
-// pixels and reaches from 1 to 63, (same - opposite) / sqrt(same + opposite) had a root mean square of 1.2 to 1.4 and
-// never passed 5; the lesser of its values in x and y never passed 3. Frames of one scene, correctly aligned, reach 10
-// to 190. A shift therefore counts as better than chance from 6 on, in x and in y: outlines that run along one axis only
-// (a horizon) leave the shift along it undetermined.
+// With `same` and `opposite` such places, chance makes same - opposite 0 with a variance of same + opposite; since
+// edges run on from row to row, somewhat more. Over the 105 pairs among 15 unrelated photographs, at widths from 160 to
+// 1280 pixels and reaches from 1 to 63, (same - opposite) / sqrt(same + opposite) had a root mean square of 1.2 to 1.4
+// and never passed 5; the lesser of its values in x and y never passed 3. Frames of one scene, correctly aligned, reach
+// 10 to 190. A shift therefore counts as better than chance from 6 on, in x and in y: outlines that run along one axis
+// only (a horizon) leave the shift along it undetermined.
 //
 // Level 0 sees edges that meet to the pixel. Frames that are turned a little, or noisy, may have too few of those; the
-// same at half the size, level 1, is accepted as well. Coarser levels are not: there, as in G. Ward's pyramid (Journal of
-// Graphics Tools 8(2), 2003), a shift that is wrong by several pixels still looks right.
+// same at half the size, level 1, is accepted as well. Coarser levels are not: there, as in G. Ward's pyramid (Journal
+// of Graphics Tools 8(2), 2003), a shift that is wrong by several pixels still looks right.
 #pragma once
 
 #include "translate/BitmapPyramid.h"

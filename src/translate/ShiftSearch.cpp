@@ -134,12 +134,11 @@ void placeFrame(PairSearch &search, std::span<const ImageView> frames, int partn
   result.atReachEdge = std::max(std::abs(shift.x), std::abs(shift.y)) >= reach;
   result.evidence = search.evidenceAt(shift);
   result.meanDifference = result.evidence.chanceShare * static_cast<double>(result.comparedBits);
-  result.doubt = result.atReachEdge ? ShiftDoubt::AtReachEdge
+  result.doubt = result.atReachEdge                    ? ShiftDoubt::AtReachEdge
                  : isBetterThanChance(result.evidence) ? ShiftDoubt::None
                                                        : ShiftDoubt::NoBetterThanChance;
   result.trustworthy = result.doubt == ShiftDoubt::None;
-  estimate.lastError =
-      static_cast<int>(std::min<std::int64_t>(result.bestDifference, std::numeric_limits<int>::max()));
+  estimate.lastError = static_cast<int>(std::min<std::int64_t>(result.bestDifference, std::numeric_limits<int>::max()));
 }
 
 Status searchChain(std::span<const ImageView> frames, const std::uint32_t *histograms, const Brightness *brightness,

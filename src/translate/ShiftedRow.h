@@ -1,5 +1,5 @@
-// A row of bits read at an offset: word i of the result holds columns 64 i + shift to 64 i + shift + 63 of the row, zero
-// where the row has none.
+// A row of bits read at an offset: word i of the result holds columns 64 i + shift to 64 i + shift + 63 of the row,
+// zero where the row has none.
 #pragma once
 
 #include "translate/ThresholdKernel.h"

@@ -7,7 +7,9 @@ namespace vindrel {
 
 constexpr int kBitsPerWord = 64;
 
-constexpr int wordsFor(int width) { return width / kBitsPerWord + (width % kBitsPerWord != 0); }
+constexpr int wordsFor(int width) {
+  return width / kBitsPerWord + (width % kBitsPerWord != 0);
+}
 
 // Writes wordsFor(width) words, the first pixel in the highest bit of the first word; bits beyond the width are 0.
 // threshold 0 to 256; bits are set for grey values strictly greater.

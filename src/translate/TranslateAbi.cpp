@@ -61,8 +61,8 @@ int alignBlock(const ImageView &first, int count, std::uint8_t *pixels, float se
   return withinInt(crop.cropped);
 }
 
-// A bitmap row in the published layout: whole bytes, the first pixel in the highest bit of the first byte. Works through
-// chunks of whole words, so that it needs no memory.
+// A bitmap row in the published layout: whole bytes, the first pixel in the highest bit of the first byte. Works
+// through chunks of whole words, so that it needs no memory.
 void thresholdRowToBytes(const std::uint8_t *grey, int width, int threshold, std::uint8_t *bytes) {
   constexpr int kChunkWords = 64;
   std::uint64_t words[kChunkWords];

@@ -1,0 +1,187 @@
+#include "VindrelRegLib.h"
+#include "reference/TranslationAlign.h"
+#include "support/GuardedBuffer.h"
+#include "translate/BitmapPyramid.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+namespace vindrel::test {
+namespace {
+
+// The levels as whole bytes a row, first pixel highest.
+std::vector<std::uint8_t> expectedPyramid(reference::Plane grey, int threshold, int levels) {
+  std::vector<std::uint8_t> bytes;
+  for (int l = 0; l < levels; ++l) {
+    const reference::Plane bits = reference::bitsAbove(grey, threshold);
+    for (int y = 0; y < bits.height; ++y)
+      for (int x = 0; x < bits.width; ++x) {
+        if (x % 8 == 0) bytes.push_back(0);
+        if (bits.at(x, y)) bytes.back() = static_cast<std::uint8_t>(bytes.back() | 0x80 >> (x % 8));
+      }
+    grey = reference::reduced(grey);
+  }
+  return bytes;
+}
+
+unsigned pyramidBytes(int width, int height, int levels) {
+  int bytes = 0;
+  for (int l = 0; l < std::min(levels, 31); ++l)
+    bytes += ((width >> l) + 7) / 8 * (height >> l);
+  return static_cast<unsigned>(bytes);
+}
+
+template <class Sample>
+std::vector<Sample> randomPixels(std::size_t count, std::mt19937 &random) {
+  std::vector<Sample> pixels(count);
+  for (Sample &sample : pixels)
+    sample = static_cast<Sample>(random());
+  return pixels;
+}
+
+struct Filled {
+  int threshold;
+  std::vector<std::uint8_t> pyramid;
+  std::vector<std::uint32_t> histogram;
+  bool guardsIntact;
+};
+
+template <class Sample>
+Filled fill(const std::vector<Sample> &pixels, unsigned offset, int width, int height, int channels, int levels,
+            int count) {
+  const auto area = static_cast<unsigned>(width * height);
+  GuardedBuffer<std::uint8_t> grey(area), grey2(area);
+  GuardedBuffer<std::uint32_t> histogram(256, 99);
+  GuardedBuffer<std::uint8_t> pyramid(pyramidBytes(width, height, std::max(levels, 1)));
+  const int threshold =
+      remplPyram(width, height, channels, 8 * static_cast<int>(sizeof(Sample)), offset, histogram.data(), grey.data(),
+                 grey2.data(), reinterpret_cast<const std::uint8_t *>(pixels.data()), pyramid.data(), levels, count);
+  return {threshold, pyramid.copy(), histogram.copy(),
+          grey.guardsIntact() && grey2.guardsIntact() && histogram.guardsIntact() && pyramid.guardsIntact()};
+}
+
+template <class Sample>
+void comparePyramids() {
+  std::mt19937 random(11);
+  for (int trial = 0; trial < 300; ++trial) {
+    const int width = 1 + static_cast<int>(random() % 90), height = 1 + static_cast<int>(random() % 40);
+    const int channels = 1 + static_cast<int>(random() % 4), levels = 1 + static_cast<int>(random() % 8);
+    const auto offset = static_cast<unsigned>(random() % 50);
+    const auto pixels = randomPixels<Sample>(offset + static_cast<std::size_t>(width) * height * channels, random);
+    const int count = static_cast<int>(random() % static_cast<unsigned>(width * height + 1));
+    const Filled filled = fill(pixels, offset, width, height, channels, levels, count);
+
+    const reference::Plane grey = reference::greyPlane(pixels.data() + offset, channels, width, height);
+    reference::Histogram histogram{};
+    for (int value : grey.values)
+      ++histogram[value];
+    const int threshold = reference::binWhereMoreThan(histogram, count);
+    ASSERT_EQ(filled.threshold, threshold);
+    ASSERT_EQ(filled.pyramid, expectedPyramid(grey, threshold, levels)) << width << 'x' << height << ' ' << levels;
+    ASSERT_TRUE(std::equal(histogram.begin(), histogram.end(), filled.histogram.begin()));
+    ASSERT_TRUE(filled.guardsIntact);
+  }
+}
+
+TEST(RemplPyram, EqualsTheDefinitionForBytes) {
+  comparePyramids<std::uint8_t>();
+}
+
+TEST(RemplPyram, EqualsTheDefinitionForSixteenBits) {
+  comparePyramids<std::uint16_t>();
+}
+
+TEST(RemplPyram, LeavesLevelZeroEmptyWhereTheCountCoversAllPixels) {
+  std::mt19937 random(12);
+  const auto pixels = randomPixels<std::uint8_t>(30 * 20 * 3, random);
+  for (int count : {600, 601, 1000000}) {
+    const Filled filled = fill(pixels, 0, 30, 20, 3, 1, count);
+    EXPECT_EQ(filled.threshold, 256);
+    EXPECT_EQ(filled.pyramid, std::vector<std::uint8_t>(20 * 4, 0));
+  }
+}
+
+TEST(RemplPyram, FillsLevelZeroOnlyForOneLevelOrFewer) {
+  std::mt19937 random(13);
+  const auto pixels = randomPixels<std::uint8_t>(30 * 20 * 3, random);
+  const Filled one = fill(pixels, 0, 30, 20, 3, 1, 300);
+  EXPECT_EQ(one.pyramid.size(), 20U * 4);
+  EXPECT_TRUE(one.guardsIntact);
+  EXPECT_EQ(fill(pixels, 0, 30, 20, 3, 0, 300).pyramid, one.pyramid);
+  EXPECT_EQ(fill(pixels, 0, 30, 20, 3, -1, 300).pyramid, one.pyramid);
+}
+
+TEST(RemplPyram, SetsNoBitAtTheThresholdItself) {
+  std::vector<std::uint8_t> pixels;
+  for (int value : {99, 100, 101, 102})
+    pixels.insert(pixels.end(), 3, static_cast<std::uint8_t>(value));
+  const Filled filled = fill(pixels, 0, 4, 1, 3, 1, 1); // more than one pixel up to grey 100
+  EXPECT_EQ(filled.threshold, 100);
+  EXPECT_EQ(filled.pyramid, std::vector<std::uint8_t>{0x30});
+}
+
+TEST(RemplPyram, StopsWhereALevelHasNoPixels) {
+  std::mt19937 random(14);
+  for (const auto &[width, height] : {std::pair{1, 50}, {50, 1}, {3, 2}, {1, 1}}) {
+    const auto pixels = randomPixels<std::uint8_t>(static_cast<std::size_t>(width) * height * 3, random);
+    EXPECT_TRUE(fill(pixels, 0, width, height, 3, 40, 0).guardsIntact) << width << 'x' << height;
+  }
+}
+
+TEST(RemplPyram, KeepsAFlatImageFlatThroughAllKernels) {
+  // Weights that summed to less than one would pull the borders below the threshold.
+  const std::vector<std::uint8_t> pixels(64 * 64 * 3, 200);
+  std::vector<std::uint8_t> small(32 * 32);
+  const std::vector<std::uint8_t> grey(64 * 64, 200);
+  reduceGrey(grey.data(), {64, 64}, small.data());
+  EXPECT_EQ(small, std::vector<std::uint8_t>(32 * 32, 200));
+}
+
+TEST(ReduceGrey, UsesTheBorderKernelsOnTheLastRowAndColumnOnly) {
+  // One bright pixel at a time shows each weight.
+  const auto weight = [](int width, int height, int x, int y, int c, int r) {
+    std::vector<std::uint8_t> grey(static_cast<std::size_t>(width) * height, 0);
+    grey[static_cast<std::size_t>(y) * width + x] = 255;
+    std::vector<std::uint8_t> out(static_cast<std::size_t>(width / 2) * (height / 2));
+    reduceGrey(grey.data(), {width, height}, out.data());
+    return int{out[static_cast<std::size_t>(r) * (width / 2) + c]};
+  };
+  EXPECT_EQ(weight(5, 5, 1, 1, 0, 0), 255 * 4 / 16);
+  EXPECT_EQ(weight(5, 5, 2, 2, 0, 0), 255 / 16);
+  EXPECT_EQ(weight(5, 5, 3, 1, 1, 0), 255 * 85 / 256);
+  EXPECT_EQ(weight(5, 5, 2, 0, 1, 0), 255 * 21 / 256);
+  EXPECT_EQ(weight(5, 5, 2, 1, 1, 0), 255 * 43 / 256);
+  EXPECT_EQ(weight(5, 5, 4, 1, 1, 0), 0); // odd width: the last column is left out
+  EXPECT_EQ(weight(5, 5, 1, 3, 0, 1), 255 * 85 / 256);
+  EXPECT_EQ(weight(5, 5, 0, 2, 0, 1), 255 * 21 / 256);
+  EXPECT_EQ(weight(5, 5, 0, 3, 0, 1), 255 * 43 / 256);
+  EXPECT_EQ(weight(5, 5, 1, 4, 0, 1), 0); // odd height: the last row is left out
+  EXPECT_EQ(weight(5, 5, 3, 3, 1, 1), 255 * 114 / 256);
+  EXPECT_EQ(weight(5, 5, 2, 3, 1, 1), 255 * 57 / 256);
+  EXPECT_EQ(weight(5, 5, 3, 2, 1, 1), 255 * 57 / 256);
+  EXPECT_EQ(weight(5, 5, 2, 2, 1, 1), 255 * 28 / 256);
+}
+
+TEST(BitmapPyramid, ReadsRowsAtTheirStride) {
+  std::mt19937 random(15);
+  const int width = 70, height = 21, stride = 70 * 3 + 11;
+  const auto strided = randomPixels<std::uint8_t>(static_cast<std::size_t>(stride) * height, random);
+  std::vector<std::uint8_t> dense;
+  for (int y = 0; y < height; ++y)
+    dense.insert(dense.end(), strided.begin() + y * stride, strided.begin() + y * stride + width * 3);
+  std::vector<std::uint8_t> grey(width * height), grey2(width * height);
+  BitmapPyramid a = BitmapPyramid::allocated({width, height}, 4), b = BitmapPyramid::allocated({width, height}, 4);
+  ASSERT_TRUE(a && b);
+  a.build({strided.data(), {width, height}, 3, stride, SampleDepth::U8}, 700, grey.data(), grey2.data());
+  b.build({dense.data(), {width, height}, 3, width * 3, SampleDepth::U8}, 700, grey.data(), grey2.data());
+  for (int l = 0; l < 4; ++l) {
+    const BitmapView left = a.level(l), right = b.level(l);
+    const std::int64_t words = std::int64_t{left.rowWords} * left.size.height;
+    EXPECT_TRUE(std::equal(left.words, left.words + words, right.words)) << l;
+  }
+}
+
+} // namespace
+} // namespace vindrel::test

@@ -1,0 +1,220 @@
+#include "translate/ShiftSearch.h"
+
+#include "support/FailingAllocation.h"
+#include "translate/Scene.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace vindrel::test {
+namespace {
+
+constexpr int kWidth = 320, kHeight = 240;
+constexpr float kFraction = 0.2F; // five levels: a reach of 31 pixels
+
+const Scene &scene() {
+  static const Scene made = texturedScene(460, 380, 3);
+  return made;
+}
+
+template <class Sample>
+void recovers(int channels) {
+  // Not in order of brightness, exposures a stop or two apart.
+  const std::vector<View> views = {{60, 60, 0.5}, {65, 57, 2}, {47, 71, 0.25}, {62, 40, 1}, {54, 66, 4}};
+  const std::vector<Sample> stack = stackOf<Sample>(scene(), views, kWidth, kHeight, channels);
+  const auto frames = viewsOf(stack, 5, kWidth, kHeight, channels);
+  const ShiftEstimate estimate = estimateShifts(frames, kFraction);
+  ASSERT_EQ(estimate.status, Status::Ok);
+  ASSERT_EQ(estimate.count, 5);
+  EXPECT_EQ(estimate.levels, 5);
+  const std::vector<int> order(estimate.order.begin(), estimate.order.end());
+  EXPECT_EQ(order, (std::vector<int>{4, 1, 3, 0, 2}));
+  for (int i = 0; i < 5; ++i) {
+    // What the anchor, frame 1, shows at its origin lies at views[1] - views[i] of frame i.
+    EXPECT_EQ(estimate.shifts[i].x, views[1].x - views[i].x) << i;
+    EXPECT_EQ(estimate.shifts[i].y, views[1].y - views[i].y) << i;
+    EXPECT_TRUE(estimate.shifts[i].trustworthy) << i;
+    EXPECT_EQ(estimate.shifts[i].searched, i != 1) << i;
+  }
+  EXPECT_EQ(estimate.minX, 0);
+  EXPECT_EQ(estimate.maxX, 18);
+  EXPECT_EQ(estimate.minY, -14);
+  EXPECT_EQ(estimate.maxY, 17);
+}
+
+TEST(ShiftSearch, RecoversAChainOfFiveExposuresInBytesOfThreeChannels) {
+  recovers<std::uint8_t>(3);
+}
+TEST(ShiftSearch, RecoversAChainOfFiveExposuresInBytesOfFourChannels) {
+  recovers<std::uint8_t>(4);
+}
+TEST(ShiftSearch, RecoversAChainOfFiveExposuresInSixteenBitsOfThreeChannels) {
+  recovers<std::uint16_t>(3);
+}
+TEST(ShiftSearch, RecoversAChainOfFiveExposuresInSixteenBitsOfFourChannels) {
+  recovers<std::uint16_t>(4);
+}
+TEST(ShiftSearch, RecoversFramesOfOneChannel) {
+  recovers<std::uint8_t>(1);
+}
+TEST(ShiftSearch, RecoversFramesOfTwoChannels) {
+  recovers<std::uint16_t>(2);
+}
+
+TEST(ShiftSearch, NamesThePartnerOfEveryFrame) {
+  const std::vector<View> views = {{60, 60, 0.5}, {65, 57, 2}, {47, 71, 1}};
+  const auto stack = stackOf<std::uint8_t>(scene(), views, kWidth, kHeight, 3);
+  const ShiftEstimate estimate = estimateShifts(viewsOf(stack, 3, kWidth, kHeight, 3), kFraction);
+  EXPECT_EQ(estimate.shifts[1].partner, 2); // the brightest
+  EXPECT_EQ(estimate.shifts[2].partner, -1);
+  EXPECT_EQ(estimate.shifts[0].partner, 2);
+  EXPECT_EQ(estimate.shifts[0].pairX, 47 - 60);
+  EXPECT_EQ(estimate.shifts[0].pairY, 71 - 60);
+}
+
+TEST(ShiftSearch, ReportsTheDifferenceOfTheLastPairAsTheLastError) {
+  const std::vector<View> views = {{60, 60, 2}, {65, 57, 1}, {47, 71, 0.5}};
+  const auto stack = stackOf<std::uint8_t>(scene(), views, kWidth, kHeight, 3);
+  const ShiftEstimate estimate = estimateShifts(viewsOf(stack, 3, kWidth, kHeight, 3), kFraction);
+  EXPECT_EQ(estimate.lastError, estimate.shifts[2].bestDifference);
+  EXPECT_GT(estimate.lastError, 0);
+  EXPECT_EQ(estimate.shifts[2].comparedBits, kWidth * kHeight);
+  // Two bitmaps cut at their medians differ in half of their bits by chance.
+  EXPECT_NEAR(estimate.shifts[2].meanDifference / (kWidth * kHeight), 0.5, 0.02);
+  EXPECT_LT(static_cast<double>(estimate.shifts[2].bestDifference), 0.5 * estimate.shifts[2].meanDifference);
+}
+
+TEST(ShiftSearch, DoubtsUnrelatedFrames) {
+  for (std::uint32_t seed = 10; seed < 20; ++seed) {
+    const Scene other = texturedScene(kWidth, kHeight, seed);
+    auto stack = stackOf<std::uint8_t>(scene(), {{60, 60, 1}}, kWidth, kHeight, 3);
+    const auto second = frameOf<std::uint8_t>(other, {0, 0, 0.5}, kWidth, kHeight, 3);
+    stack.insert(stack.end(), second.begin(), second.end());
+    const ShiftEstimate estimate = estimateShifts(viewsOf(stack, 2, kWidth, kHeight, 3), kFraction);
+    const FrameShift &brightest = estimate.shifts[estimate.order[0]];
+    EXPECT_FALSE(brightest.trustworthy) << seed;
+    EXPECT_FALSE(isBetterThanChance(brightest.evidence)) << seed;
+    EXPECT_EQ(brightest.doubt, brightest.atReachEdge ? ShiftDoubt::AtReachEdge : ShiftDoubt::NoBetterThanChance)
+        << seed;
+  }
+}
+
+TEST(ShiftSearch, DoubtsAShiftAtTheEdgeOfTheReach) {
+  const auto stack = stackOf<std::uint8_t>(scene(), {{60, 60, 1}, {91, 60, 0.5}}, kWidth, kHeight, 3);
+  const ShiftEstimate estimate = estimateShifts(viewsOf(stack, 2, kWidth, kHeight, 3), kFraction);
+  const FrameShift &moved = estimate.shifts[0];
+  EXPECT_EQ(moved.x, 31); // the whole reach, and in this case right
+  EXPECT_TRUE(moved.atReachEdge);
+  EXPECT_FALSE(moved.trustworthy);
+  EXPECT_EQ(moved.doubt, ShiftDoubt::AtReachEdge);
+}
+
+TEST(ShiftSearch, TrustsAShiftJustWithinTheReach) {
+  const auto stack = stackOf<std::uint8_t>(scene(), {{60, 60, 1}, {60, 30, 0.5}}, kWidth, kHeight, 3);
+  const ShiftEstimate estimate = estimateShifts(viewsOf(stack, 2, kWidth, kHeight, 3), kFraction);
+  EXPECT_EQ(estimate.shifts[0].y, -30);
+  EXPECT_TRUE(estimate.shifts[0].trustworthy);
+}
+
+TEST(ShiftSearch, DoubtsStripesThatLeaveOneAxisUndetermined) {
+  std::vector<std::uint8_t> stack;
+  for (int i = 0; i < 2; ++i)
+    for (int y = 0; y < 120; ++y)
+      for (int x = 0; x < 160; ++x)
+        stack.insert(stack.end(), 3, static_cast<std::uint8_t>((y / 7) % 2 == 0 ? 60 : 180));
+  const ShiftEstimate estimate = estimateShifts(viewsOf(stack, 2, 160, 120, 3), 0.2F);
+  EXPECT_EQ(estimate.shifts[0].doubt, ShiftDoubt::NoBetterThanChance);
+}
+
+TEST(ShiftSearch, LeavesFlatFramesWhereTheyAre) {
+  const std::vector<std::uint8_t> stack(2 * 100 * 80 * 3, 128);
+  const ShiftEstimate estimate = estimateShifts(viewsOf(stack, 2, 100, 80, 3), 0.5F);
+  EXPECT_EQ(estimate.shifts[0].x, 0);
+  EXPECT_EQ(estimate.shifts[0].y, 0);
+  EXPECT_EQ(estimate.shifts[0].doubt, ShiftDoubt::NoBetterThanChance);
+}
+
+TEST(ShiftSearch, FindsIdenticalFramesInPlace) {
+  const auto stack = stackOf<std::uint8_t>(scene(), {{60, 60, 1}, {60, 60, 1}, {60, 60, 1}}, kWidth, kHeight, 3);
+  const ShiftEstimate estimate = estimateShifts(viewsOf(stack, 3, kWidth, kHeight, 3), kFraction);
+  for (const FrameShift &shift : estimate.shifts) {
+    EXPECT_EQ(shift.x, 0);
+    EXPECT_EQ(shift.y, 0);
+    EXPECT_TRUE(shift.trustworthy);
+  }
+}
+
+TEST(ShiftSearch, DoesNotSearchASingleFrame) {
+  const auto frame = stackOf<std::uint8_t>(scene(), {{60, 60, 1}}, kWidth, kHeight, 3);
+  const ShiftEstimate estimate = estimateShifts(viewsOf(frame, 1, kWidth, kHeight, 3), kFraction);
+  EXPECT_EQ(estimate.count, 1);
+  EXPECT_EQ(estimate.levels, 0);
+  EXPECT_EQ(estimate.order[0], 0);
+  EXPECT_EQ(estimate.lastError, 0);
+  EXPECT_FALSE(estimate.shifts[0].searched);
+  EXPECT_TRUE(estimate.shifts[0].trustworthy);
+}
+
+TEST(ShiftSearch, AcceptsAnEmptyStack) {
+  const ShiftEstimate estimate = estimateShifts({}, kFraction);
+  EXPECT_EQ(estimate.status, Status::Ok);
+  EXPECT_EQ(estimate.count, 0);
+}
+
+TEST(ShiftSearch, DoubtsEveryFrameButTheAnchorWhenThereIsNoSearch) {
+  const auto stack = stackOf<std::uint8_t>(scene(), {{60, 60, 1}, {63, 60, 0.5}}, kWidth, kHeight, 3);
+  const ShiftEstimate estimate = estimateShifts(viewsOf(stack, 2, kWidth, kHeight, 3), 0);
+  EXPECT_EQ(estimate.levels, 0);
+  EXPECT_EQ(estimate.shifts[0].doubt, ShiftDoubt::NotSearched);
+  EXPECT_FALSE(estimate.shifts[0].trustworthy);
+  EXPECT_TRUE(estimate.shifts[1].trustworthy); // the second brightest
+}
+
+TEST(SearchLevels, TakesTheWholePartOfTheBinaryLogarithm) {
+  EXPECT_EQ(searchLevels({1000, 1000}, 0.1F), 5);  // log2(50)
+  EXPECT_EQ(searchLevels({4000, 3000}, 0.05F), 6); // log2(100)
+  EXPECT_EQ(searchLevels({40, 40}, 0.1F), 1);      // log2(2)
+}
+
+TEST(SearchLevels, UsesTheNaturalLogarithmTimesAConstantEvenWhereThatIsLessThanTheWholeNumber) {
+  for (int exponent = 1; exponent < 12; ++exponent) {
+    const int width = 1 << (exponent + 1);
+    const double levels = std::log(static_cast<double>(width / 2)) * 1.4426950408889634;
+    EXPECT_EQ(searchLevels({width, width}, 1), static_cast<int>(levels)) << exponent;
+  }
+}
+
+TEST(SearchLevels, AreNoneForFractionsThatReachLessThanOneStep) {
+  EXPECT_EQ(searchLevels({100, 100}, 0.039F), 0);
+  EXPECT_EQ(searchLevels({100, 100}, 0), 0);
+  EXPECT_EQ(searchLevels({100, 100}, -1), 0);
+  EXPECT_EQ(searchLevels({100, 100}, std::numeric_limits<float>::quiet_NaN()), 0);
+  EXPECT_EQ(searchLevels({100, 100}, -std::numeric_limits<float>::infinity()), 0);
+}
+
+TEST(SearchLevels, NeverGoBeyondLevelsWithPixels) {
+  EXPECT_EQ(searchLevels({100000, 1}, 1), 1);
+  EXPECT_EQ(searchLevels({100000, 5}, 1), 3);
+  EXPECT_EQ(searchLevels({64, 64}, std::numeric_limits<float>::infinity()), 7);
+  EXPECT_EQ(searchLevels({64, 64}, 1e30F), 7);
+  EXPECT_EQ(searchLevels({0, 0}, 1), 0);
+  EXPECT_EQ(searchLevels({64, 0}, 1), 0);
+}
+
+TEST(ShiftSearch, ReportsEveryFailedAllocationAndReleasesTheRest) {
+  const auto stack = stackOf<std::uint8_t>(scene(), {{60, 60, 1}, {63, 60, 0.5}, {58, 66, 2}}, 80, 60, 3);
+  const auto frames = viewsOf(stack, 3, 80, 60, 3);
+  const long failures = forEachFailingAllocation([&](const FailingAllocation &failing) {
+    {
+      const ShiftEstimate estimate = estimateShifts(frames, 0.2F);
+      EXPECT_EQ(estimate.status, failing.reached() ? Status::OutOfMemory : Status::Ok);
+    }
+    EXPECT_EQ(failing.live(), 0);
+  });
+  EXPECT_EQ(failures, 8);
+}
+
+} // namespace
+} // namespace vindrel::test
