@@ -1,5 +1,5 @@
-// One fault of each kind that the sanitizer presets are there for. The argument names the fault; None does the same work
-// without any.
+// One fault of each kind that the sanitizer presets are there for. The argument names the fault; None does the same
+// work without any.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -35,9 +35,11 @@ int raceInAnOpenMpTeam(bool fault) {
 #pragma omp parallel num_threads(4)
     {
 #pragma omp for
-      for (int i = 0; i < 1000; ++i) squares[i] = i * i;
+      for (int i = 0; i < 1000; ++i)
+        squares[i] = i * i;
 #pragma omp for schedule(dynamic)
-      for (int i = 0; i < 1000; ++i) squares[i] -= i;
+      for (int i = 0; i < 1000; ++i)
+        squares[i] -= i;
 #pragma omp barrier
 #pragma omp critical(sanitizers_count)
       ++count;

@@ -40,8 +40,7 @@ static double meanDifference(const uint8_t *images, int width, int height) {
 
 int main(void) {
   uint8_t *images = malloc(2 * 3 * (size_t)kWidth * kHeight);
-  if (!images)
-    return 1;
+  if (!images) return 1;
   drawFrame(images, 0, 0, 100);
   drawFrame(images + 3 * (size_t)kWidth * kHeight, kShiftX, kShiftY, 70);
   const double before = meanDifference(images, kWidth, kHeight);

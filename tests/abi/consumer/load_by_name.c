@@ -15,8 +15,7 @@ int main(void) {
   }
   void *symbol = dlsym(library, "greyscale");
   const int *setting = dlsym(library, "MAX_MATCHES_OPTIMIZED");
-  if (!symbol || !setting || *setting != 60)
-    return 1;
+  if (!symbol || !setting || *setting != 60) return 1;
   GreyFunction *greyscale;
   memcpy(&greyscale, &symbol, sizeof(greyscale));
 
