@@ -13,6 +13,8 @@ void laneDistances(const float *__restrict descriptor, const float *__restrict i
   float sums[kDistanceLanes] = {};
   for (int k = 0; k < kDescriptorLength; ++k) {
     const float element = descriptor[k];
+    // Vectors lie along the lanes. Left to itself GCC lays them along k and shuffles.
+#pragma omp simd
     for (int j = 0; j < kDistanceLanes; ++j) {
       const float difference = element - interleaved[k * kDistanceLanes + j];
       sums[j] += difference * difference;
