@@ -238,13 +238,172 @@ int  compareIntRev(const void *a, const void *b);
 
 /* ---- Features -------------------------------------------------------------------------------------------- */
 
-unsigned int greyscale(int width, int height, int channels, int bitDepth, int64_t offset, const void *src, uint8_t *dst);
+/*
+ * Feature points. A tile of a photograph becomes a grey image, the grey image a set of points with descriptors, and two
+ * sets become pairs. A set is held as parallel arrays that the caller owns, point i being x[i], y[i], scaleCode[i] and
+ * the 64 floats from descriptor[64 * i]:
+ *
+ *     x, y        column and row of the grey image, whole pixels
+ *     scaleCode   offset in filter size in hundredths of a step (100 * level is added on further levels); its sign is
+ *                 that of the Laplacian: negative for a spot brighter than its surroundings
+ *     descriptor  what the point's surroundings look like; of unit length, or all zero where they are uniform
+ *
+ * These functions keep nothing between calls and may run on any number of threads at once, each with its own output.
+ */
+
+/**
+ * Converts interleaved samples to an 8-bit grey image: grey = (54 * first + 183 * middle + 19 * last) >> 8 with samples
+ * 0, (channels - 1) / 2 and channels - 1 of each pixel, in stored order. The weights add up to 256. So three channels
+ * are weighed 54, 183 and 19, four channels by their samples 0, 1 and 3, and one channel is copied. Of 16-bit samples
+ * the high byte counts.
+ *
+ * @param width    Pixels a row; below 1 nothing is written.
+ * @param height   Rows.
+ * @param channels Interleaved samples a pixel, from 1. Not checked.
+ * @param bitDepth 8, or 16 for unsigned samples in native byte order (little-endian on x86-64), aligned as uint16_t.
+ * @param offset   Samples (not bytes) from src to the first pixel.
+ * @param src      offset + width * height * channels samples, rows packed; only read. Must not overlap dst.
+ * @param dst      Receives width * height bytes, rows packed.
+ * @return height; 0, with nothing written, when bitDepth is neither 8 nor 16 or height is below 1.
+ */
+unsigned int greyscale(int width, int height, int channels, int bitDepth, int64_t offset, const void *src,
+                       uint8_t *dst);
+
+/**
+ * The sum of the grey values in a box, from four entries of an integral image (Crow 1984, "Summed-area tables for
+ * texture mapping"; Viola and Jones 2001, "Rapid object detection using a boosted cascade of simple features"). Entry
+ * (column, row) of an integral image, at index row * width + column, is the sum of all grey values at columns up to
+ * column and rows up to row, modulo 2^32.
+ *
+ * Nothing is checked: the box must lie inside the image and keep one pixel from its left and top border.
+ *
+ * @param x1,y1,x2,y2 The box relative to the reference pixel: its first and last column and row, all inclusive.
+ * @param centre      Index of the reference pixel.
+ * @param width       Entries a row.
+ * @param integral    The integral image; only read.
+ * @return The sum, modulo 2^32.
+ */
 uint32_t vdsubcalc(int x1, int y1, int x2, int y2, unsigned int centre, unsigned int width, const uint32_t *integral);
+
+/**
+ * Finds the feature points of a grey image: local extrema, over position and filter size, of the determinant of the
+ * Hessian, whose second derivatives are differences of box sums (Bay, Ess, Tuytelaars and Van Gool 2008, "Speeded-Up
+ * Robust Features (SURF)"). Three filter sizes are computed, 9, 15 and 21 pixels; an extremum lies at size 15, has a
+ * magnitude of at least 10000 and stands out strictly, up or down, from all its 26 neighbours. It is then refined by
+ * the quadratic through those neighbours (Brown and Lowe 2002, "Invariant features from interest point groups") and
+ * dropped if it moves further than the tolerances allow: at first 0.6 pixels along either axis and half a step of filter size.
+ * They are adjusted while the image is scanned, so that the share of maxPoints used follows the share of pixels seen.
+ *
+ * Points come in the order of the scan, rows from top to bottom and columns from left to right. A refined coordinate is
+ * cut to hundredths of a pixel, then to whole pixels, and 1 is added: an offset above -0.01 yields the column after
+ * the extremum's, any other the extremum's own. Points keep 21 pixels from the left and top border, 20 from the right
+ * and bottom one, and an image below 43 pixels in width or height has none. The descriptors are vddescriptor()'s.
+ *
+ * levels is 1 for all ordinary use. Level s > 0 does not look at a smaller image: it reads the responses of the full
+ * image with rows of width >> s entries, scales the coordinates found by 2^s, and after each level the coordinates of
+ * all points so far are divided by 100 once more.
+ *
+ * Side effects: for an extremum whose refinement has no solution, a line "row  column rejete - resolution impossible"
+ * on standard error. Arguments are not checked beyond what is said here; a width or height below 1 counts as an image
+ * without pixels. Allocates about 4 bytes a pixel and releases them before it returns, whatever the outcome.
+ *
+ * @param levels     Levels to scan; any value, none below 1.
+ * @param width      Pixels a row.
+ * @param height     Rows.
+ * @param maxPoints  The budget. The scan stops when it is exceeded, so up to maxPoints + 1 points are found; none if it
+ *                   is negative.
+ * @param reserved1  Ignored, as are reserved2 and reserved3; pass 0.
+ * @param reserved2  Ignored.
+ * @param grey       width * height bytes, rows packed; only read.
+ * @param reserved3  Ignored.
+ * @param x          maxPoints + 1 elements. In this and the other outputs, entries beyond the count may have been
+ *                   written too.
+ * @param y          maxPoints + 1 elements.
+ * @param scaleCode  maxPoints + 1 elements.
+ * @param descriptor 64 * (maxPoints + 1) elements.
+ * @return The number of points, 0 to maxPoints + 1; -4 when memory ran out, the outputs then being undefined.
+ */
 int  vddetect(int levels, int width, int height, int maxPoints, int reserved1, int reserved2, const uint8_t *grey,
               int reserved3, int32_t *x, int32_t *y, int32_t *scaleCode, float *descriptor);
+
+/**
+ * Describes points, and gives their scale codes the sign of the Laplacian there (zero counts as positive).
+ *
+ * A descriptor covers columns x - 16 to x + 15 and rows y - 16 to y + 15, whatever the point's scale, without
+ * orientation: 4 x 4 cells of 8 x 8 pixels in row-major order, four values a cell (after Bay et al. 2008, see
+ * vddetect()). They are the sums over the cell's four 4 x 4 sub-cells of dx, |dx|, dy and |dy|, dx being the sub-cell's
+ * left half minus its right half and dy its top half minus its bottom half. The 64 values are divided by the root of
+ * their sum of squares: the squares are added in single precision in order, the reciprocal root is 1 / sqrt in single
+ * precision, correctly rounded.
+ *
+ * The squares must not reach beyond the right and bottom border; this is not checked. Entries before the first of the
+ * integral image count as zero, so that points near the top-left corner may be described. Allocates nothing.
+ *
+ * @param count      Points; below 1 nothing is done, and all pointers may be NULL.
+ * @param width      Entries a row of the integral image.
+ * @param x          count columns; only read.
+ * @param y          count rows; only read.
+ * @param scaleCode  count elements, whose signs are rewritten.
+ * @param integral   The integral image, see vdsubcalc(); only read.
+ * @param descriptor Receives 64 * count elements.
+ */
 void vddescriptor(int count, unsigned int width, const int32_t *x, const int32_t *y, int32_t *scaleCode,
                   const uint32_t *integral, float *descriptor);
+
+/**
+ * The squared Euclidean distance of two descriptors, added up in single precision in the order of the elements. Between
+ * unit descriptors it runs from 0, alike, to 4, opposite.
+ *
+ * @param a      At least aStart + n elements; only read.
+ * @param aStart First element of a to take: 64 * the point's number.
+ * @param b      At least bStart + n elements; only read.
+ * @param bStart First element of b to take.
+ * @param n      Elements to compare, 64 for whole descriptors.
+ * @param result Receives the distance; 0 when n is below 1.
+ * @return n; 0 when n is below 1.
+ */
 int  descr_diff5(const float *a, int aStart, const float *b, int bStart, int n, float *result);
+
+/**
+ * Pairs the points of set A with those of set B that look alike and lie near, and writes the best pairs by ascending
+ * distance; of equal distances, the pair whose B point was matched first comes first.
+ *
+ * The candidates of an A point are the B points with a scale code within 50 of its own and displaced by at most rangeX
+ * and rangeY, all inclusive. The nearest descriptor among them is the match, unless it displaced a candidate as the
+ * nearest one so far and its own distance is more than 0.4 times that one's. This is a ratio test in the manner of Lowe 2004, "Distinctive image
+ * features from scale-invariant keypoints", but against the candidate that was best before it in the order of B: a
+ * runner-up that comes later does not count. The ratio is formed in single precision and compared in double. A B point
+ * goes to the A point of the smallest distance, on equal distances to the earlier one.
+ *
+ * Both sets are in the order of vddetect(), rows ascending. In any order, B is no longer looked at for an A point from
+ * the first B point on whose scale code is more than 50 above, or whose scale code is not more than 50 below and whose
+ * row is more than rangeY below. Matching ends with 100001 matches. Distances from 1e8 on never match.
+ *
+ * Side effects: asks for the calendar time and drops it. Allocates about 270 bytes a point of B and releases them
+ * before it returns, whatever the outcome.
+ *
+ * @param maxPairs Most pairs to write.
+ * @param rangeX   Largest horizontal displacement, pixels; any value, below 0 nothing matches.
+ * @param rangeY   Largest vertical displacement, pixels; likewise.
+ * @param nA       Points of set A; below 1 there are no matches and the arrays of both sets may be NULL.
+ * @param xA       nA columns; only read, as are all arrays of the sets.
+ * @param yA       nA rows.
+ * @param scaleA   nA scale codes.
+ * @param descA    64 * nA descriptor elements.
+ * @param nB       Points of set B; likewise.
+ * @param xB       nB columns.
+ * @param yB       nB rows.
+ * @param scaleB   nB scale codes.
+ * @param descB    64 * nB descriptor elements.
+ * @param outXA    Receives the column of each pair's A point: maxPairs elements, as for the other outputs. None may
+ *                 overlap the sets.
+ * @param outYA    Receives its row.
+ * @param outXB    Receives the column of its B point.
+ * @param outYB    Receives its row.
+ * @param outDist  Receives the squared descriptor distance, see descr_diff5().
+ * @return The number of pairs, the smaller of maxPairs and the matches found; so maxPairs itself, with nothing written,
+ *         when it is below 1. -4 when memory ran out, with nothing written.
+ */
 int  find_paires(int maxPairs, int rangeX, int rangeY,
                  int nA, const int32_t *xA, const int32_t *yA, const int32_t *scaleA, const float *descA,
                  int nB, const int32_t *xB, const int32_t *yB, const int32_t *scaleB, const float *descB,
