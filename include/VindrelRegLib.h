@@ -586,11 +586,114 @@ void evaluate_resize(const double *par, int m_dat, const void *data, double *fve
 
 /* ---- Translation ----------------------------------------------------------------------------------------- */
 
+/**
+ * Aligns a stack of exposures of one scene by whole-pixel shifts and rewrites it in place: cropped to what all images
+ * show, or moved within their size.
+ *
+ * Each image becomes a bitmap, bits set where its grey value exceeds a brightness percentile, which hardly depends on
+ * the exposure. Neighbours in order of brightness are compared from coarse to fine: at every level of a pyramid nine
+ * shifts are tried, and the one with the fewest differing bits is doubled for the next level. The shifts are then
+ * chained along the order. After G. Ward, "Fast, robust image registration for compositing high dynamic range
+ * photographs from hand-held exposures", Journal of Graphics Tools 8(2), 2003. Rotation, scale and perspective are left
+ * as they are: that is rt_align()'s task. There is no sign of a shift that is wrong, as between unrelated images.
+ *
+ * The percentile is the median (50 % of the pixels); 17 % for an image whose median is above grey 235, and 90 % below
+ * grey 15. Both images of a pair use one pixel count, see verifPercentile2(). Every image is placed on the next
+ * brighter one, except for the brightest, which is placed on the second brightest.
+ *
+ * L = trunc(log2(width * searchFraction / 2)) levels are searched, but none that has no pixels. The product is single
+ * precision; the logarithm is the natural one times 1.4426950408889634. A pair can be shifted by 2^L - 1 pixels each
+ * way. With L < 1, for a fraction of 0 or less or a NaN, and for a single image, nothing is searched: all shifts are 0.
+ *
+ * Output pixel (x, y) of an image is its pixel (x, y) + shift - (minX, minY), where minX and maxX are the least and the
+ * greatest of 0 and all shifts, and minY and maxY likewise. The cropped size is width - (maxX - minX) by
+ * height - (maxY - minY). At full size, pixels without a source become white, every sample all ones, the fourth channel
+ * included. So they do where the images have no pixel in common: nothing can be cropped then, and the size stays.
+ *
+ * Runs on the calling thread alone and keeps nothing between calls; threads may align different stacks at a time. It
+ * prints nothing. Working memory: about 1.6 bytes a pixel of one image, and some 1.3 KB an image. Not checked: that
+ * width, height and channels are at least 1, that width * height fits an int, that the pointers are valid.
+ *
+ * @param nImages        Images in the stack.
+ * @param width          Of every image, pixels.
+ * @param height         Of every image, pixels.
+ * @param channels       Interleaved samples a pixel. Grey is made of the first three, (54 s0 + 183 s1 + 19 s2) >> 8; of
+ *                       one or two samples the last is repeated. All channels move.
+ * @param bitDepth       8, or 16 in native byte order. Of a 16-bit sample the comparison uses the high byte.
+ * @param size           In: size[0] is 1 to keep the size; any other value crops. Out: width and height of the output
+ *                       images. Two elements; left as they are when the call fails.
+ * @param pixels         nImages * width * height * channels samples: the images in any order of brightness, back to
+ *                       back, rows packed, top row first. May be beyond 2^32 samples. Out: the output images, in the
+ *                       same order, back to back from the start; what follows the last one is left as it was. Aligned
+ *                       for its samples; not NULL.
+ * @param reserved       Ignored.
+ * @param searchFraction Largest shift to expect between neighbours in brightness, as a fraction of the width.
+ * @return (maxX - minX) + (maxY - minY), the columns and rows by which the shifts differ, at full size too; 0 when
+ *         nothing moved; -4 when memory ran out: the pixels are then untouched.
+ */
 int  tr_align(int nImages, int width, int height, int channels, int bitDepth, int *size, uint8_t *pixels,
               int64_t reserved, float searchFraction);
+
+/**
+ * tr_align(), and how well the last pair fits.
+ *
+ * @param lastError Receives the least number of differing bits found at the last level searched, that is, at full size
+ *                  between the two darkest images (of two images: between them); 0 when nothing was searched. Compare
+ *                  it with width * height: unrelated bitmaps cut at their medians differ in about half of their bits.
+ *                  Untouched when the call fails. Not NULL.
+ * @return As tr_align(), whose contract holds for all other parameters.
+ */
 int  tr_align_impl(int nImages, int width, int height, int channels, int bitDepth, int *size, int *lastError,
                    uint8_t *pixels, float searchFraction);
+
+/**
+ * Moves a pixel count until the threshold that it stands for lies in the middle of the brightness range, grey 15 to
+ * 235.
+ *
+ * The threshold is the first grey level up to which the histogram holds more than count pixels. Above 235, or where
+ * there is none, the count is multiplied by 0.95; below 15 by 1.05; in double precision, truncated toward zero each
+ * time. At most 40 adjustments, after which the threshold may still lie outside, as for an image that is all dark. A
+ * result that would leave the range of int stays at its end.
+ *
+ * @param histograms 256 counts an image, image i at 256 * i; only read.
+ * @param image      Whose histogram to use.
+ * @param startRound Adjustments to count as already made; 0 for all 40, from 40 on the count is returned as it is.
+ * @param count      Pixels that should lie at or below the threshold.
+ * @return The adjusted count.
+ */
 int  verifPercentile2(const uint32_t *histograms, unsigned int image, unsigned int startRound, int count);
+
+/**
+ * Turns an image into a pyramid of bitmaps: its grey image, compared with one threshold at full size and repeatedly
+ * halved.
+ *
+ * The threshold is the first grey level up to which there are more than count pixels, 256 when there is none. Bits are
+ * set for grey values strictly greater, at all levels.
+ *
+ * Level l + 1 has half the width and height of level l, rounded down. Its pixel (c, r) is the average with weights
+ * 1 2 1, 2 4 2, 1 2 1 (of 16) round pixel (2c + 1, 2r + 1), rounded down. The last column leaves out the right-hand
+ * weights and the last row the lower ones, in 256ths: 21 for a diagonal neighbour, 43 for a direct one, 85 for the
+ * centre; in the corner, where both are left out, 28, 57 and 114.
+ *
+ * Works on the calling thread and allocates nothing.
+ *
+ * @param width        Pixels, at least 1.
+ * @param height       Pixels, at least 1; width * height must fit an int.
+ * @param channels     Samples a pixel; grey is made of the first three as in tr_align().
+ * @param bitDepth     8 or 16.
+ * @param sampleOffset Samples (not bytes) from pixels to the image's first one. For an image that starts beyond 2^32
+ *                     samples, pass a pixels pointer that is already advanced, and 0.
+ * @param histogram    256 elements; overwritten by the image's grey histogram.
+ * @param grey         width * height bytes of working memory; overwritten.
+ * @param grey2        As grey. Not the same memory; (width / 2) * (height / 2) bytes of it are used.
+ * @param pixels       The samples, rows packed, top row first; only read.
+ * @param pyramid      Receives the levels back to back, level 0 first. A row takes ceil(width / 8) bytes, and pixel x
+ *                     is the bit 0x80 >> (x % 8) of byte x / 8; unused bits become 0. Every byte of every level is
+ *                     written.
+ * @param levels       Levels to fill; below 1 counts as 1. Levels without pixels take no room.
+ * @param count        Pixels that should lie at or below the threshold.
+ * @return The threshold, 0 to 256.
+ */
 int  remplPyram(int width, int height, int channels, int bitDepth, unsigned int sampleOffset, uint32_t *histogram,
                 uint8_t *grey, uint8_t *grey2, const uint8_t *pixels, uint8_t *pyramid, int levels, int count);
 
