@@ -12,6 +12,12 @@ namespace vindrel {
 
 namespace {
 
+// A classic crop that takes more columns off than this to be clean is not off by rounding.
+constexpr int kMaxTrim = 4;
+
+// A classic crop narrower than this share of the largest one has gone wrong, clean or not.
+constexpr double kWorthKeeping = 0.75;
+
 // A stretched picture is scaled down to the source's width, by this much at most. Where the horizon enters the frame
 // the outline reaches to infinity and no crop would be the largest.
 constexpr int kMaxStretch = 16;
@@ -131,47 +137,30 @@ StraightenPlan planOf(const Trans8 &t, Size size, PointD corner) {
   return plan;
 }
 
-// Whole-pixel corners next to the middle of the positions, the nearest first.
-std::array<PointD, 4> wholeCornersNear(PointD p) {
+// A clean crop of this size with its upper-left corner at one of the four whole pixels round p, the nearest first.
+std::optional<StraightenPlan> cleanCropNear(PointD p, const Trans8 &t, Size size, Size source) {
   const PointD near = {std::round(p.x), std::round(p.y)};
   const PointD far = {near.x > p.x ? near.x - 1 : near.x + 1, near.y > p.y ? near.y - 1 : near.y + 1};
-  return {near, {far.x, near.y}, {near.x, far.y}, far};
+  for (const PointD corner : {near, PointD{far.x, near.y}, PointD{near.x, far.y}, far}) {
+    const StraightenPlan plan = planOf(t, size, corner);
+    if (outputIsClean(plan, source)) return plan;
+  }
+  return std::nullopt;
 }
 
-} // namespace
-
-bool outputHasFill(const StraightenPlan &plan, Size source) {
-  const int lastColumn = plan.size.width - 1, lastRow = plan.size.height - 1;
-  const HalfPlane denominator = unmirrored(plan.sourceFromOutput).w;
-  for (const int column : {0, lastColumn}) {
-    for (const int row : {0, lastRow}) {
-      const PointD p = {static_cast<double>(column) - plan.offsetX, static_cast<double>(row) - plan.offsetY};
-      if (!(denominator.at(p) > 0)) return true;
-    }
+// The classic crop made narrower round its own middle, as little as will do.
+std::optional<StraightenPlan> trimmedCrop(const StraightenPlan &classic, Size source) {
+  const PointD middle = {classic.size.width * 0.5 - static_cast<double>(classic.cropX),
+                         classic.size.height * 0.5 - static_cast<double>(classic.cropY)};
+  for (int trim = 0; trim <= kMaxTrim && trim < classic.size.width; ++trim) {
+    const Size size = withAspectOf(source, classic.size.width - trim);
+    const PointD corner = {middle.x - size.width * 0.5, middle.y - size.height * 0.5};
+    if (const auto plan = cleanCropNear(corner, classic.sourceFromOutput, size, source)) return plan;
   }
-
-  const auto covered = [&](int column, int row) {
-    const Point p = mapPerspectiveMixed(plan.sourceFromOutput.data(), static_cast<float>(column - plan.offsetX),
-                                        static_cast<float>(row - plan.offsetY));
-    // The warp truncates towards zero: what lies less than a pixel before the first column still counts as inside.
-    return source.width > 1 && source.height > 1 && p.x > -1.0f && p.y > -1.0f &&
-           p.x < static_cast<float>(source.width - 1) && p.y < static_cast<float>(source.height - 1);
-  };
-  for (int column = 0; column <= lastColumn; ++column) {
-    if (!covered(column, 0) || !covered(column, lastRow)) return true;
-  }
-  for (int row = 0; row <= lastRow; ++row) {
-    if (!covered(0, row) || !covered(lastColumn, row)) return true;
-  }
-  return false;
+  return std::nullopt;
 }
 
-std::optional<StraightenPlan> planWithoutFill(Size source, const StraightenRequest &request) {
-  const StraightenPlan classic = planStraightening(source, request);
-  if (!request.crop || !outputHasFill(classic, source)) return classic;
-  if (source.width < 2 || source.height < 2) return std::nullopt;
-
-  Trans8 t = straighteningTransform(source, request);
+std::optional<StraightenPlan> largestCrop(Size source, Trans8 t) {
   if (!std::all_of(t.begin(), t.end(), [](float value) { return std::isfinite(value); })) return std::nullopt;
 
   const auto limit = static_cast<int>(std::min<std::int64_t>(std::int64_t{kMaxStretch} * source.width, 1 << 30));
@@ -187,12 +176,48 @@ std::optional<StraightenPlan> planWithoutFill(Size source, const StraightenReque
     const Size size = withAspectOf(source, width);
     const Polygon positions = positionsFor(size, region, source);
     if (positions.count == 0) continue;
-    for (const PointD corner : wholeCornersNear(positions.middle())) {
-      const StraightenPlan plan = planOf(t, size, corner);
-      if (!outputHasFill(plan, source)) return plan;
-    }
+    if (const auto plan = cleanCropNear(positions.middle(), t, size, source)) return plan;
   }
   return std::nullopt;
+}
+
+} // namespace
+
+bool outputIsClean(const StraightenPlan &plan, Size source) {
+  const int lastColumn = plan.size.width - 1, lastRow = plan.size.height - 1;
+  const HalfPlane denominator = unmirrored(plan.sourceFromOutput).w;
+  for (const int column : {0, lastColumn}) {
+    for (const int row : {0, lastRow}) {
+      const PointD p = {static_cast<double>(column) - plan.offsetX, static_cast<double>(row) - plan.offsetY};
+      if (!(denominator.at(p) > 0)) return false;
+    }
+  }
+
+  const auto endX = static_cast<float>(source.width - 1), endY = static_cast<float>(source.height - 1);
+  const auto clean = [&](int column, int row) {
+    const Point p = mapPerspectiveMixed(plan.sourceFromOutput.data(), static_cast<float>(column - plan.offsetX),
+                                        static_cast<float>(row - plan.offsetY));
+    return p.x >= 0 && p.y >= 0 && p.x < endX && p.y < endY;
+  };
+  for (int column = 0; column <= lastColumn; ++column) {
+    if (!clean(column, 0) || !clean(column, lastRow)) return false;
+  }
+  for (int row = 0; row <= lastRow; ++row) {
+    if (!clean(0, row) || !clean(lastColumn, row)) return false;
+  }
+  return true;
+}
+
+std::optional<StraightenPlan> planCleanCrop(Size source, const StraightenRequest &request) {
+  const StraightenPlan classic = planStraightening(source, request);
+  if (!request.crop) return classic;
+  if (source.width < 2 || source.height < 2) return std::nullopt;
+
+  const auto largest = largestCrop(source, straighteningTransform(source, request));
+  if (!largest || !classic.cropped || classic.size.width < kWorthKeeping * largest->size.width) return largest;
+  if (outputIsClean(classic, source)) return classic;
+  if (const auto trimmed = trimmedCrop(classic, source)) return trimmed;
+  return largest;
 }
 
 } // namespace vindrel

@@ -27,7 +27,7 @@ constexpr float kTableFactors[] = {-0.1f, -0.05f, 0, 0.05f, 0.1f};
 constexpr float kTableDegrees[] = {-45, -10, -5, -2, 0, 2, 5, 10, 45, 90};
 
 inline std::string fillTable() {
-  std::string table = "| vertical | horizontal | degrees | crop | filled pixels | crop without fill |\n"
+  std::string table = "| vertical | horizontal | degrees | crop | filled pixels | clean crop |\n"
                       "|---:|---:|---:|---:|---:|---:|\n";
   for (const float degrees : kTableDegrees) {
     for (const float v : kTableFactors) {
@@ -36,7 +36,7 @@ inline std::string fillTable() {
         const StraightenPlan plan = planStraightening(kTableSource, request);
         const std::int64_t filled = filledPixels(plan, kTableSource);
         if (filled == 0) continue;
-        const auto tight = planWithoutFill(kTableSource, request);
+        const auto tight = planCleanCrop(kTableSource, request);
         char row[200];
         std::snprintf(row, sizeof row, "| %g | %g | %g | %s%d x %d | %lld | %d x %d |\n", static_cast<double>(v),
                       static_cast<double>(h), static_cast<double>(degrees),
