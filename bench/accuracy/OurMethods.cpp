@@ -1,0 +1,41 @@
+// The library itself, with both of its models.
+#include "Method.h"
+#include "vindrel/AlignStack.h"
+
+#include <stdexcept>
+
+namespace vindrel::accuracy {
+namespace {
+
+StackResult runOurs(const Bracket &bracket, Model model, const std::string &name) {
+  std::vector<ImageView> views;
+  for (int i = 0; i < static_cast<int>(bracket.frames.size()); ++i)
+    views.push_back(bracket.view(i));
+  const double start = threadSeconds();
+  StackOptions options;
+  options.model = model;
+  options.threads = 1;
+  const StackEstimate estimate = estimateStack(views, options);
+  StackResult result;
+  result.method = name;
+  result.seconds = threadSeconds() - start;
+  if (estimate.outcome != StackEstimate::Outcome::Done)
+    throw std::runtime_error(name + " did not run: " + estimate.message);
+  result.reference = estimate.reference;
+  for (const FrameEstimate &frame : estimate.frames)
+    result.frames.push_back({frame.verdict != Verdict::NotFound, frame.reason, frame.frameFromReference, frame.pairs,
+                             frame.inliers, frame.rms, frame.expectedError});
+  return result;
+}
+
+} // namespace
+
+MethodGroup ourMethods() {
+  const std::vector<std::string> names = {"vindrel perspective", "vindrel affine"};
+  return {names, "vindrel: the library with one thread and its default settings.", [names](const Bracket &bracket) {
+            return std::vector<StackResult>{runOurs(bracket, Model::Perspective, names[0]),
+                                            runOurs(bracket, Model::Affine, names[1])};
+          }};
+}
+
+} // namespace vindrel::accuracy
