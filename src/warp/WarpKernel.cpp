@@ -87,6 +87,33 @@ inline void store(float value, std::uint16_t &out) {
   out = static_cast<std::uint16_t>(static_cast<int>(clamped));
 }
 
+struct Weights {
+  double left, right, upper, lower;
+  float lowerRight; // right * lower in single precision
+};
+
+// kSamples neighbouring samples of one output pixel, from those of the four source pixels; a pixel's right neighbour
+// is pixelStep samples on. Every step runs over all samples, which lets the compiler take several at once, and all are
+// loaded before the first is stored, since it cannot know that the output lies apart from the source.
+template <int kSamples, class Sample>
+inline void interpolate(const Sample *upperRow, const Sample *lowerRow, int pixelStep, const Weights &w, Sample *out) {
+  double s00[kSamples], s10[kSamples], s01[kSamples];
+  float s11[kSamples], value[kSamples];
+  for (int c = 0; c < kSamples; ++c)
+    s00[c] = static_cast<double>(upperRow[c]);
+  for (int c = 0; c < kSamples; ++c)
+    s10[c] = static_cast<double>(upperRow[c + pixelStep]);
+  for (int c = 0; c < kSamples; ++c)
+    s01[c] = static_cast<double>(lowerRow[c]);
+  for (int c = 0; c < kSamples; ++c)
+    s11[c] = static_cast<float>(lowerRow[c + pixelStep]);
+  for (int c = 0; c < kSamples; ++c)
+    value[c] = static_cast<float>((s00[c] * w.left + s10[c] * w.right) * w.upper + s01[c] * w.left * w.lower +
+                                  static_cast<double>(s11[c] * w.lowerRight));
+  for (int c = 0; c < kSamples; ++c)
+    store(value[c], out[c]);
+}
+
 // kChannels 0: as many as channels says.
 template <class Sample, int kChannels>
 void sampleBlock(const SampledFrame<Sample> &source, const BlockCoordinates &block, int columns, int channels,
@@ -107,22 +134,20 @@ void sampleBlock(const SampledFrame<Sample> &source, const BlockCoordinates &blo
     const int iy = static_cast<int>(y);
     const float fx = x - static_cast<float>(ix);
     const float fy = y - static_cast<float>(iy);
-    const float weight11 = fx * fy;
     const double right = static_cast<double>(fx);
-    const double left = 1.0 - right;
     const double lower = static_cast<double>(fy);
-    const double upper = 1.0 - lower;
+    const Weights weights = {1.0 - right, right, 1.0 - lower, lower, fx * fy};
 
     const Sample *upperRow = source.samples + iy * source.rowStride + static_cast<std::int64_t>(ix) * n;
     const Sample *lowerRow = upperRow + source.rowStride;
-    for (int c = 0; c < n; ++c) {
-      const double s00 = static_cast<double>(upperRow[c]);
-      const double s10 = static_cast<double>(upperRow[c + n]);
-      const double s01 = static_cast<double>(lowerRow[c]);
-      const float s11 = static_cast<float>(lowerRow[c + n]);
-      const double value =
-          (s00 * left + s10 * right) * upper + s01 * left * lower + static_cast<double>(s11 * weight11);
-      store(static_cast<float>(value), out[c]);
+    if constexpr (kChannels > 0) {
+      interpolate<kChannels>(upperRow, lowerRow, n, weights, out);
+    } else {
+      int c = 0;
+      for (; c + 4 <= n; c += 4)
+        interpolate<4>(upperRow + c, lowerRow + c, n, weights, out + c);
+      for (; c < n; ++c)
+        interpolate<1>(upperRow + c, lowerRow + c, n, weights, out + c);
     }
   }
 }

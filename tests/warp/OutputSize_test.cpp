@@ -131,6 +131,13 @@ TEST(OutputSize, LetsInfinitePenaltiesThroughAndIgnoresNumbersThatAreNone) {
   EXPECT_EQ(out.back(), std::numeric_limits<double>::infinity());
 }
 
+TEST(OutputSize, RoundsDistancesToSinglePrecision) {
+  // Floats are 8 apart at a hundred million.
+  const Stack stack = {{1, 0, 100000008, 0, 1, 0, 0, 0}, {0}};
+  const ResizeData data = {4001, kHeight, 1, stack.transforms.data(), stack.chain.data()};
+  EXPECT_EQ(residuals(data, {0, 0, 0, 0})[1], 99996008);
+}
+
 TEST(OutputSize, TakesFramesOfMorePixelsThanAnIntCounts) {
   const Stack stack = identities(1);
   const ResizeData data = {100000, 100000, 1, stack.transforms.data(), stack.chain.data()};

@@ -363,6 +363,29 @@ TEST(Warp, AddressesColumnsBeyondTwoToThe31Samples) {
   EXPECT_THAT(out, ElementsAre(200, 0, 0));
 }
 
+TEST(Warp, FindsTheLastColumnOfSourcesWiderThanSinglePrecisionCounts) {
+  // The last column is 2^24 + 1, which rounds to 2^24 in single precision; 2^24 itself is still inside.
+  constexpr int kLast = (1 << 24) + 1;
+  SparseMemory memory(2 * (std::size_t{kLast} + 1));
+  if (!memory) GTEST_SKIP() << "no address space of this size";
+  memory.bytes()[1 << 24] = 200;
+  float transform[6] = {0, 0, 1 << 24, 0, 0, 0};
+  const WarpCall call = {.srcWidth = kLast + 1,
+                         .srcHeight = 2,
+                         .srcStride = kLast + 1,
+                         .dstWidth = 1,
+                         .rowEnd = 1,
+                         .channels = 1,
+                         .transforms = transform,
+                         .srcBase = memory.bytes()};
+  std::uint8_t out = 0;
+  call.onCaller(&out);
+  EXPECT_EQ(out, 200);
+  transform[2] = (1 << 24) + 2;
+  call.onCaller(&out);
+  EXPECT_EQ(out, 255) << "outside";
+}
+
 TEST(Warp, AddressesOutputRowsBeyondTwoToThe32Bytes) {
   SparseMemory memory(std::size_t{5} << 30);
   if (!memory) GTEST_SKIP() << "no address space of this size";
