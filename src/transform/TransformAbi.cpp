@@ -15,6 +15,7 @@
 #include "transform/MtRandom.h"
 #include "transform/PerspectiveCost.h"
 #include "transform/PerspectiveResiduals.h"
+#include "transform/PerspectiveSearch.h"
 #include "transform/PrintTransform.h"
 #include "transform/RandomSource.h"
 #include "transform/RigidFromTwoPairs.h"
@@ -181,6 +182,22 @@ int find_at7(int width, int height, int nPairs, const int32_t *xA, const int32_t
   if (found.status != Status::Ok) return kNoMemory;
   store(found.transform, result);
   return found.anchorsTried;
+}
+
+// What the records and the rank could tell is not needed here: the stack alignment chooses the guess by them.
+float find_at9(int width, int height, int nPairs, const int32_t *xA, const int32_t *yA, const int32_t *xB,
+               const int32_t *yB, const float *dist, float *result, int nThreads, PairRecord *, int, int, int mode,
+               const float *initialGuess, int *flag) {
+  const PerspectiveSearchResult found = searchPerspective(
+      {.count = nPairs, .xA = xA, .yA = yA, .xB = xB, .yB = yB, .dist = dist}, {.frame = {width, height},
+                                                                                .anchorBudget = MAX_MATCHES_OPTIMIZED,
+                                                                                .threads = std::max(1, nThreads),
+                                                                                .mode = mode,
+                                                                                .guess = initialGuess});
+  if (found.status != Status::Ok) return kNoMemory;
+  store(found.found ? found.transform : kIdentity8, result);
+  if (found.doubtful) *flag = 1;
+  return found.found ? found.error : static_cast<float>(kFailure);
 }
 
 int find_affine(int nParams, int nPts, const int32_t *xA, const int32_t *yA, const int32_t *xB, const int32_t *yB,
