@@ -223,17 +223,98 @@ extern int pinToEdge;
 
 /* ---- Stack alignment ------------------------------------------------------------------------------------- */
 
+/**
+ * Aligns a stack of photographs of one scene, taken with different exposures, in place: finds for every image an affine
+ * or perspective transform onto the brightest one from matched feature points, and warps all into the rectangle that
+ * every image covers.
+ *
+ * The images are ranked by brightness, and each is matched against its neighbour one rank brighter, tile by tile
+ * (1024 x 1024 pixels). An image for which no transform can be found stays where it lies, or follows its brighter
+ * neighbour; the call then still succeeds. Callers that need to know which images those are use the C++ interface. When
+ * the rectangle would be narrower or lower than 30 % of the frame, no image is moved at all.
+ *
+ * Written for three samples a pixel. With four or more, source rows are taken to be 3 x width samples apart all the
+ * same, which shears the result; with one or two, the true row length is used, and the ranking weighs the samples of
+ * the following pixels. Whatever the count, nothing outside the block is read or written.
+ *
+ * The last column and row of an output image may be white: the warp needs a right and a lower neighbour.
+ *
+ * @param nThreads   OpenMP threads of the feature pass and warp threads, 1 and up; 1 warps on the calling thread. The
+ *                   affine result is the same for any number, the perspective result is for a fixed one.
+ * @param maxShiftX,maxShiftY  Largest displacement between the points of two neighbours in brightness, pixels.
+ * @param perspective  0: affine transforms; other values: perspective ones.
+ * @param nImages    Images in the stack. One is warped by the identity.
+ * @param width,height,channels  Of every image: pixels, pixels, samples a pixel.
+ * @param bitsPerSample  8 or 16. With any other value nothing is done: outSize is set to the images' size, the result 0.
+ * @param outSize    Two ints. In: outSize[0] = 1 keeps the size of the images, and the border shows white where an
+ *                   image does not reach. Out, on success: width and height of the output images.
+ * @param images     nImages x width x height x channels samples, image after image, rows packed. Holds the output
+ *                   images afterwards, packed from the start at their new size; what lies behind them is undefined.
+ * @param progressCallback  Told the fraction done: up to about 0.9 while features are matched, counting one tile
+ *                   ahead (so with few tiles beyond it), then from 0.9 to 1 while images are warped; sets *cancel to
+ *                   stop. Called on worker threads too, one call at a time. NULL: no reports. An exception out of it
+ *                   counts as a request to stop.
+ * @return 0 or more on success: the columns plus the rows by which the output is smaller than the input.
+ *         -4 when memory ran out; the images are untouched. -1000 when the callback asked to stop: before the first
+ *         image is warped the images are untouched, afterwards those warped so far are in their new form.
+ *
+ * Sets MAX_MATCHES_OPTIMIZED, seeds the standard generator (srand(0)) and, with perspective 0, draws from it: calls in
+ * several threads at once disturb each other's results. Prints one summary line to standard error.
+ */
 int  rt_align(int nThreads, int maxShiftX, int maxShiftY, int perspective, int nImages, int width, int height,
               int channels, int bitsPerSample, int *outSize, void *images, ProgressCallback progressCallback);
+
+/**
+ * Reports progress the way rt_align() does.
+ * @param callback  Receives a flag that holds 0, and the fraction. May be NULL.
+ * @return 1 to go on; 0 when the callback set its flag or threw.
+ */
 int  progress(ProgressCallback callback, double fraction);
+
+/** The timing hook. Does nothing: format and arguments are not looked at. */
 void ProfileLog(int level, const char *format, ...);
+
+/**
+ * C = A x B in single precision, the terms of an element added in order.
+ * @param n      Rows and columns; below 1 nothing is written.
+ * @param A,B,C  n x n floats each, row-major; C must not overlap A or B.
+ */
 void matrix_mult(int n, const float *A, const float *B, float *C);
+
+/**
+ * Ranks a stack by brightness. A pixel's brightness is (54 s0 + 183 s1 + 19 s2) >> 8 of its first three samples,
+ * whatever the channel count; 16-bit samples count with their high byte. With one or two channels s1 and s2 are the
+ * next pixels' samples, and past the block's end its last one.
+ *
+ * @param nImages,width,height,channels,bitsPerSample,images  The stack, as for rt_align(); only read. With a depth other
+ *                   than 8 and 16, or a height below 1, all sums are 0.
+ * @param scores     nImages floats: the mean brightness of each image, in storage order.
+ * @param rankOrder  nImages storage indices, the brightest first; equal ones in storage order.
+ * @return nImages; 0 when it is below 1 (nothing is written); -4 when memory ran out.
+ */
 int  classementImages(int nImages, int width, int height, int channels, int bitsPerSample, const void *images,
                       float *scores, uint32_t *rankOrder);
+
+/**
+ * The rank whose transform explains a list of pairs best, by the mean of the five smallest squared distances between
+ * a mapped A point and its partner.
+ *
+ * @param nImages,records  The stack's records, indexed by rank; records[0] is not read. Passed over are rank k, records
+ *                   whose error is exactly -1 and records whose xA is not NULL.
+ * @param count,xA,yA,xB,yB  The pairs.
+ * @return The rank, of equal ones the lowest; -1 when none qualifies or nImages is below 2; -4 when memory ran out. The
+ *         calling thread keeps its scratch memory for the next call and releases it when it ends.
+ */
 int  mostSuitableTransform(int nImages, const PairRecord *records, int k, int count,
                            const int32_t *xA, const int32_t *yA, const int32_t *xB, const int32_t *yB);
+
+/** Compares two RankEntry for qsort: -1 when a's sum is larger, 1 when it is smaller, 0 when equal. */
 int  classementCompareSums(const void *a, const void *b);
+
+/** Compares two FitEntry for qsort: -1 when a's error is larger, 1 when it is smaller, 0 when equal. */
 int  compareErrorRec(const void *a, const void *b);
+
+/** Compares two int32_t for qsort: -1 when a is larger, 1 when it is smaller, 0 when equal. */
 int  compareIntRev(const void *a, const void *b);
 
 /* ---- Features -------------------------------------------------------------------------------------------- */
@@ -439,6 +520,32 @@ int  find_transform(int nParams, int nPts, const int32_t *xA, const int32_t *yA,
                     const float *start, float *result);
 int  calc_diff8trans(int nParams, int nPts, const float *params, int first, const int32_t *xA, const int32_t *yA,
                      const int32_t *xB, const int32_t *yB);
+
+/**
+ * The perspective transform that most matched pairs agree on: random samples anchored on each of the best pairs in
+ * turn, implausible candidates refused, agreement counted within 2 pixels, and the pairs that agree with the best
+ * candidate fitted by least squares (M. Fischler, R. Bolles: Random Sample Consensus, CACM 24(6), 1981; local refinement
+ * after O. Chum, J. Matas, J. Kittler: Locally Optimized RANSAC, DAGM 2003).
+ *
+ * Repeats exactly for a fixed number of threads; the draws for an anchor depend on its place in its thread's share, so
+ * another number may give a slightly different transform.
+ *
+ * @param width,height  Size of the frame that the pairs come from, pixels; bounds shift, scale, rotation and shear.
+ * @param nPairs        Number of pairs; below 8 there is no transform.
+ * @param xA,yA,xB,yB   nPairs whole-pixel positions each: points of the one frame and their partners in the other.
+ * @param dist          nPairs descriptor distances: the MAX_MATCHES_OPTIMIZED pairs of least distance are anchors.
+ * @param result        8 floats, written unless memory ran out: maps A onto B; the identity when none was found.
+ * @param nThreads      OpenMP threads of the search; below 1 counts as 1.
+ * @param records,k,nImages  Not looked at; may be NULL and 0.
+ * @param mode          Bit 0 set: samples of three pairs and affine candidates, a hundred an anchor, for pairs that gave
+ *                      no perspective transform; clear: samples of four, five an anchor. From 2 on, the last member of a
+ *                      sample may repeat another.
+ * @param initialGuess  8 floats that the result must stay near (200 pixels and 1 degree at the frame's corners), or
+ *                      NULL for anything a hand-held camera can have done.
+ * @param flag          One int, set to 1 when the result has too little support to be relied on, otherwise left alone.
+ * @return The mean over all pairs of the squared residual, each capped at 400 square pixels, so that 200 or more means
+ *         that most pairs disagree; -1 when there is no transform; -4 when memory ran out.
+ */
 float find_at9(int width, int height, int nPairs, const int32_t *xA, const int32_t *yA, const int32_t *xB,
                const int32_t *yB, const float *dist, float *result, int nThreads, PairRecord *records, int k,
                int nImages, int mode, const float *initialGuess, int *flag);

@@ -18,28 +18,30 @@ enum class Model { Affine, Perspective };
 
 struct StackOptions {
   Model model = Model::Perspective;
-  int threads = 1;            // 1 to 1024
-  int maxShiftX = 0;          // pixels between neighbours in brightness; 0: a tenth of the width
-  int maxShiftY = 0;          // the same, of the height
-  bool cropToCommon = true;   // false: the output keeps the frames' size
-  Progress progress;          // fractions 0 to 0.9
+  int threads = 1;          // 1 to 1024
+  int maxShiftX = 0;        // pixels between neighbours in brightness; 0: a tenth of the width
+  int maxShiftY = 0;        // the same, of the height
+  bool polish = false;      // affine: fit all agreeing pairs; false gives the bytes of rt_align()
+  bool cropToCommon = true; // false: the output keeps the frames' size
+  Progress progress = {};   // fractions 0 to 0.9
 };
 
 enum class Verdict {
   Reference, // the frame the others are placed on
   Found,     // aligned: the evidence below supports the transform over the whole frame
-  NotFound,  // no transform that the evidence supports: the frame is left where it was, or follows its neighbours blindly
+  NotFound,  // no transform that the evidence supports: the frame is left where it was, or follows its neighbours
+             // blindly
 };
 
 // What is known about one frame, in the order the frames were given.
 struct FrameEstimate {
   Verdict verdict = Verdict::NotFound;
-  std::string reason;      // empty when Found or Reference; otherwise why not, in a few words
-  int rank = 0;            // position by brightness, 0 the brightest: the reference
-  int pairs = 0;           // matched points against the neighbour one rank brighter
-  int inliers = 0;         // pairs that the transform explains within 2 pixels
-  double rms = 0;          // root mean square distance of the inliers, pixels
-  double expectedError = 0; // predicted placement error at the worst frame corner, pixels (one standard deviation)
+  std::string reason;       // empty when Found or Reference; otherwise why not, in a few words
+  int rank = 0;             // position by brightness, 0 the brightest: the reference
+  int pairs = 0;            // matched points against the neighbour one rank brighter
+  int inliers = 0;          // pairs that the transform explains within 2 pixels
+  double rms = 0;           // root mean square distance of the inliers, pixels
+  double expectedError = 0; // predicted placement error of the whole chain, root mean square over the frame, pixels
   // Maps reference-frame coordinates onto this frame's, row-major 3x3, last element 1.
   std::array<double, 9> frameFromReference = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 };

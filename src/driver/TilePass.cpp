@@ -1,0 +1,149 @@
+#include "driver/TilePass.h"
+
+#include "base/StaticShare.h"
+#include "features/BlobDetector.h"
+#include "features/GreyImage.h"
+
+#include <algorithm>
+#include <atomic>
+#include <omp.h>
+
+namespace vindrel {
+namespace {
+
+constexpr int kDetectionLevels = 1; // the single-level detection that the detector is built for
+constexpr int kEnoughPairs = 20;    // a tile below this asks its neighbours; above it stops asking
+constexpr int kUsefulPoints = 9;    // a neighbour with more points than this is worth asking
+
+ImageView crop(const ImageView &frame, const Area &area) {
+  ImageView part = frame;
+  const std::int64_t first = area.y * frame.rowStride + static_cast<std::int64_t>(area.x) * frame.channels;
+  part.samples = static_cast<const std::uint8_t *>(frame.samples) + first * bytesPerSample(frame.depth);
+  part.size = {area.width, area.height};
+  return part;
+}
+
+std::size_t detectionBytes(const TileGrid &grid) {
+  return static_cast<std::size_t>(grid.tileWidth + 2 * kTileOverlap) *
+         static_cast<std::size_t>(grid.tileHeight + 2 * kTileOverlap);
+}
+
+} // namespace
+
+bool TilePass::allocate() {
+  const int tiles = grid_.count();
+  const std::size_t pairRoom = static_cast<std::size_t>(tiles) * static_cast<std::size_t>(grid_.pairCap);
+  pairCount_ = Buffer<int>::zeroed(static_cast<std::size_t>(tiles));
+  return pairCount_ && points_[0].allocate(tiles) && points_[1].allocate(tiles) && pairs_.allocate(pairRoom) &&
+         collected_.allocate(pairRoom);
+}
+
+Status TilePass::detect(const ImageView &frame, int tile, std::uint8_t *grey, TilePoints &points) const {
+  const Area area = grid_.detectionArea(tile);
+  const FeaturePointsView room = points.room(tile);
+  convertToGrey(crop(frame, area), grey);
+  const DetectionResult found = detectPoints(grey, {area.width, area.height}, kDetectionLevels, kPointBudget, room);
+  points.count(tile) = found.status == Status::Ok ? found.count : 0;
+  for (int i = 0; i < points.count(tile); ++i) {
+    room.x[i] += area.x;
+    room.y[i] += area.y;
+  }
+  return found.status;
+}
+
+Status TilePass::matchTile(int tile, const ImageView &brighter, const ImageView &darker, bool first,
+                           std::uint8_t *grey) {
+  pairCount_[static_cast<std::size_t>(tile)] = 0;
+  if (first) {
+    if (const Status status = detect(brighter, tile, grey, *brighterPoints_); status != Status::Ok) return status;
+  } else if (brighterPoints_->count(tile) < 1) {
+    // Without points to match against, the tile is given up for the rest of the stack.
+    darkerPoints_->count(tile) = 0;
+    return Status::Ok;
+  }
+  if (const Status status = detect(darker, tile, grey, *darkerPoints_); status != Status::Ok) return status;
+  if (brighterPoints_->count(tile) < 1) return Status::Ok;
+  const std::size_t slice = static_cast<std::size_t>(tile) * static_cast<std::size_t>(grid_.pairCap);
+  const MatchResult matched = matchPairs(brighterPoints_->points(tile), darkerPoints_->points(tile), settings_.window,
+                                         grid_.pairCap, pairs_.from(slice));
+  if (matched.status == Status::Ok) pairCount_[static_cast<std::size_t>(tile)] = matched.count;
+  return matched.status;
+}
+
+Status TilePass::run(int rank, const ImageView &brighter, const ImageView &darker) {
+  if (rank > 1) std::swap(brighterPoints_, darkerPoints_);
+  const int tiles = grid_.count();
+  const bool first = rank == 1;
+  const double allTiles = static_cast<double>(settings_.passes) * tiles;
+  std::atomic<bool> outOfMemory = false;
+  std::atomic<bool> cancelled = false;
+  int done = 0; // changed inside the critical section only
+
+#pragma omp parallel num_threads(settings_.threads)
+  {
+    Buffer<std::uint8_t> grey = Buffer<std::uint8_t>::zeroed(detectionBytes(grid_));
+    if (!grey) outOfMemory = true;
+    const StaticShare share = staticShare(tiles, omp_get_thread_num(), omp_get_num_threads());
+    for (int tile = share.begin; tile < share.end; ++tile) {
+      if (outOfMemory || cancelled) continue;
+      if (matchTile(tile, brighter, darker, first, grey.data()) != Status::Ok) {
+        outOfMemory = true;
+        continue;
+      }
+#pragma omp critical(rt_align_inc_tileDone)
+      {
+        ++done;
+        const double fraction = (done + static_cast<double>(rank - 1) * tiles + 1) * kFeatureShare / allTiles;
+        if (!settings_.progress.report(fraction)) cancelled = true;
+      }
+    }
+  }
+  if (outOfMemory) return Status::OutOfMemory;
+  return cancelled ? Status::Cancelled : Status::Ok;
+}
+
+Status TilePass::retryWithNeighbours() {
+  for (int tile = 0; tile < grid_.count(); ++tile) {
+    int &count = pairCount_[static_cast<std::size_t>(tile)];
+    if (count >= kEnoughPairs) continue;
+    const int column = tile % grid_.columns;
+    const int row = tile / grid_.columns;
+    const struct {
+      bool exists;
+      int tile;
+    } neighbours[] = {{column > 0, tile - 1},
+                      {column + 1 < grid_.columns, tile + 1},
+                      {row > 0, tile - grid_.columns},
+                      {row + 1 < grid_.rows, tile + grid_.columns}};
+    for (const auto &neighbour : neighbours) {
+      if (count > kEnoughPairs || count >= grid_.pairCap) break;
+      if (!neighbour.exists || darkerPoints_->count(neighbour.tile) <= kUsefulPoints) continue;
+      const std::size_t slice = static_cast<std::size_t>(tile) * static_cast<std::size_t>(grid_.pairCap);
+      const MatchResult matched =
+          matchPairs(brighterPoints_->points(tile), darkerPoints_->points(neighbour.tile), settings_.window,
+                     grid_.pairCap - count, pairs_.from(slice + static_cast<std::size_t>(count)));
+      if (matched.status != Status::Ok) return matched.status;
+      count += matched.count;
+    }
+  }
+  return Status::Ok;
+}
+
+PairsView TilePass::collectPairs() {
+  int total = 0;
+  for (int tile = 0; tile < grid_.count(); ++tile) {
+    const auto count = static_cast<std::size_t>(pairCount_[static_cast<std::size_t>(tile)]);
+    const std::size_t slice = static_cast<std::size_t>(tile) * static_cast<std::size_t>(grid_.pairCap);
+    const PairsOut from = pairs_.from(slice);
+    const PairsOut to = collected_.from(static_cast<std::size_t>(total));
+    std::copy_n(from.xA, count, to.xA);
+    std::copy_n(from.yA, count, to.yA);
+    std::copy_n(from.xB, count, to.xB);
+    std::copy_n(from.yB, count, to.yB);
+    std::copy_n(from.dist, count, to.dist);
+    total += static_cast<int>(count);
+  }
+  return collected_.view(total);
+}
+
+} // namespace vindrel

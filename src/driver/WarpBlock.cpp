@@ -1,0 +1,54 @@
+#include "driver/WarpBlock.h"
+
+#include "base/Buffer.h"
+#include "driver/TilePass.h"
+#include "warp/ThreadedWarp.h"
+#include "warp/Warp.h"
+
+#include <cstring>
+
+namespace vindrel {
+namespace {
+
+constexpr double kWarpShare = 0.1; // of the whole call's progress
+
+} // namespace
+
+Status warpBlock(const Estimate &estimate, const FrameFormat &format, int frames, void *block,
+                 const WarpBlockSettings &settings) {
+  const bool perspective = estimate.model == LinkModel::Perspective;
+  const Size out = estimate.window.size;
+  const auto sampleBytes = static_cast<std::size_t>(bytesPerSample(format.depth));
+  const std::size_t frameBytes = static_cast<std::size_t>(packedSamples(format.size, format.channels)) * sampleBytes;
+  const std::size_t outBytes = static_cast<std::size_t>(packedSamples(out, format.channels)) * sampleBytes;
+  auto *bytes = static_cast<std::uint8_t *>(block);
+  Buffer<std::uint8_t> warped = Buffer<std::uint8_t>::zeroed(outBytes);
+  if (!warped) return Status::OutOfMemory;
+
+  for (int k = 1; k <= frames; ++k) {
+    // Perspective frames go by rank and stay in their own place, affine ones by storage and are packed as they come.
+    const std::uint32_t index =
+        perspective ? estimate.rankOrder[static_cast<std::size_t>(k - 1)] : static_cast<std::uint32_t>(k - 1);
+    const WarpJob job{.source = {.samples = bytes + index * frameBytes,
+                                 .size = format.size,
+                                 .channels = format.channels,
+                                 .rowStride = settings.sourceStride,
+                                 .depth = format.depth},
+                      .dstWidth = out.width,
+                      .offsetX = estimate.window.offsetX,
+                      .offsetY = estimate.window.offsetY,
+                      .transform = {.perspective = perspective, .coefficients = estimate.transforms.slot(index)}};
+    warpOnThreads(job, out.height, settings.threads, warped.data());
+    std::memcpy(bytes + index * (perspective ? frameBytes : outBytes), warped.data(), outBytes);
+    if (!settings.progress.report(kFeatureShare + k * (kWarpShare / frames))) return Status::Cancelled;
+  }
+  if (perspective && outBytes != frameBytes) {
+    for (int i = 1; i < frames; ++i) {
+      const auto index = static_cast<std::size_t>(i);
+      std::memmove(bytes + index * outBytes, bytes + index * frameBytes, outBytes);
+    }
+  }
+  return Status::Ok;
+}
+
+} // namespace vindrel

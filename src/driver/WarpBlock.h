@@ -1,0 +1,24 @@
+// The second of the two steps, for a stack that lies in one block: every frame is warped into the common window and
+// written back over the block, the frames packed at their new size.
+#pragma once
+
+#include "base/Progress.h"
+#include "base/Status.h"
+#include "driver/Estimate.h"
+#include "driver/FrameSource.h"
+
+#include <cstdint>
+
+namespace vindrel {
+
+struct WarpBlockSettings {
+  int threads = 1;
+  std::int64_t sourceStride = 0; // samples between the starts of two source rows
+  Progress progress = {};        // fractions kFeatureShare to 1
+};
+
+// Cancelled: the frames warped so far stay in their new form, the others are as they were.
+Status warpBlock(const Estimate &estimate, const FrameFormat &format, int frames, void *block,
+                 const WarpBlockSettings &settings);
+
+} // namespace vindrel
