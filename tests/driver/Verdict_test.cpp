@@ -1,0 +1,132 @@
+#include "driver/Verdict.h"
+
+#include "driver/LinkEvidence.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <random>
+#include <vector>
+
+namespace vindrel {
+namespace {
+
+constexpr LinkEvidence kGood{.pairs = 200, .inliers = 150, .rms = 0.6, .expectedError = 0.1, .coverage = 0.5};
+
+TEST(Verdict, TrustsAWellSupportedLink) {
+  EXPECT_EQ(StackVerdict(false).next(kGood, true).doubt, Doubt::None);
+}
+
+TEST(Verdict, DoubtsEachKindOfWeakEvidenceByName) {
+  LinkEvidence few = kGood;
+  few.pairs = few.inliers = 7;
+  EXPECT_EQ(StackVerdict(false).next(few, true).doubt, Doubt::TooFewPairs);
+  EXPECT_EQ(StackVerdict(false).next(kGood, false).doubt, Doubt::NoConsensus);
+  LinkEvidence chance = kGood;
+  chance.inliers = 11;
+  EXPECT_EQ(StackVerdict(false).next(chance, true).doubt, Doubt::WeakSupport);
+  chance.pairs = 1000;
+  chance.inliers = 99;
+  EXPECT_EQ(StackVerdict(false).next(chance, true).doubt, Doubt::WeakSupport);
+  LinkEvidence vague = kGood;
+  vague.expectedError = 3;
+  EXPECT_EQ(StackVerdict(false).next(vague, true).doubt, Doubt::Inexact);
+  vague.expectedError = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(StackVerdict(false).next(vague, true).doubt, Doubt::Inexact);
+}
+
+TEST(Verdict, DoubtsEveryRankBehindABrokenLink) {
+  StackVerdict verdict(false);
+  EXPECT_EQ(verdict.next(kGood, true).doubt, Doubt::None);
+  EXPECT_EQ(verdict.next(kGood, false).doubt, Doubt::NoConsensus);
+  EXPECT_EQ(verdict.next(kGood, true).doubt, Doubt::BrokenChain);
+  EXPECT_EQ(verdict.next(kGood, true).doubt, Doubt::BrokenChain);
+}
+
+TEST(Verdict, AddsUpTheUncertaintyAlongTheChain) {
+  StackVerdict verdict(false);
+  LinkEvidence link = kGood;
+  link.expectedError = 0.3;
+  EXPECT_NEAR(verdict.next(link, true).expectedError, 0.3, 1e-12);
+  EXPECT_NEAR(verdict.next(link, true).expectedError, 0.3 * std::sqrt(2.0), 1e-12);
+}
+
+TEST(Verdict, CallsNothingAlignedInAnAbandonedStack) {
+  EXPECT_EQ(StackVerdict(true).next(kGood, true).doubt, Doubt::LittleOverlap);
+}
+
+struct PointPairs {
+  std::vector<std::int32_t> xA, yA, xB, yB;
+  PairsView view() const {
+    return {.count = static_cast<int>(xA.size()), .xA = xA.data(), .yA = yA.data(), .xB = xB.data(), .yB = yB.data()};
+  }
+};
+
+PointPairs roundedPairs(int count, std::uint32_t seed, int width, int height) {
+  std::mt19937 random(seed);
+  PointPairs pairs;
+  for (int i = 0; i < count; ++i) {
+    const double x = static_cast<double>(random() % static_cast<unsigned>(width * 16)) / 16;
+    const double y = static_cast<double>(random() % static_cast<unsigned>(height * 16)) / 16;
+    pairs.xA.push_back(static_cast<int>(std::lround(x)));
+    pairs.yA.push_back(static_cast<int>(std::lround(y)));
+    pairs.xB.push_back(static_cast<int>(std::lround(x + 5.3)));
+    pairs.yB.push_back(static_cast<int>(std::lround(y - 2.7)));
+  }
+  return pairs;
+}
+
+TEST(MeasureLink, CountsPairsWithinTwoPixelsAndTheirResidual) {
+  PointPairs pairs;
+  for (int i = 0; i < 20; ++i) {
+    pairs.xA.push_back(i * 50);
+    pairs.yA.push_back((i * 37) % 500);
+    pairs.xB.push_back(i * 50 + (i < 15 ? 1 : 2));
+    pairs.yB.push_back((i * 37) % 500);
+  }
+  const LinkEvidence evidence = measureLink(pairs.view(), kIdentity8, LinkModel::Affine, {1000, 500});
+  EXPECT_EQ(evidence.pairs, 20);
+  EXPECT_EQ(evidence.inliers, 15); // a residual of exactly two pixels does not count
+  EXPECT_DOUBLE_EQ(evidence.rms, 1.0);
+}
+
+TEST(MeasureLink, PredictsTheErrorThatRoundingLeavesToAFit) {
+  const Trans8 truth = {1, 0, 5.3f, 0, 1, -2.7f, 0, 0};
+  const LinkEvidence many =
+      measureLink(roundedPairs(400, 1, 2000, 1500).view(), truth, LinkModel::Perspective, {2000, 1500});
+  const LinkEvidence some =
+      measureLink(roundedPairs(40, 1, 2000, 1500).view(), truth, LinkModel::Perspective, {2000, 1500});
+  EXPECT_GT(many.expectedError, 0.02);
+  EXPECT_LT(many.expectedError, 0.3);
+  EXPECT_GT(some.expectedError, 2 * many.expectedError);
+}
+
+TEST(MeasureLink, SeesATransformThatItsOwnInliersContradict) {
+  const Trans8 truth = {1, 0, 5.3f, 0, 1, -2.7f, 0, 0};
+  Trans8 off = truth;
+  off[2] += 1.0f;
+  const PointPairs pairs = roundedPairs(400, 2, 2000, 1500);
+  EXPECT_NEAR(measureLink(pairs.view(), off, LinkModel::Affine, {2000, 1500}).expectedError, 1.0, 0.3);
+}
+
+TEST(MeasureLink, PredictsALargeErrorWherePairsCoverOnlyACornerOfTheFrame) {
+  const Trans8 truth = {1, 0, 5.3f, 0, 1, -2.7f, 0, 0};
+  const LinkEvidence corner =
+      measureLink(roundedPairs(100, 3, 150, 150).view(), truth, LinkModel::Perspective, {2000, 1500});
+  EXPECT_GT(corner.expectedError, 1.0);
+  EXPECT_LT(corner.coverage, 0.1);
+}
+
+TEST(MeasureLink, PredictsNothingFiniteFromPairsOnALine) {
+  PointPairs pairs;
+  for (int i = 0; i < 50; ++i) {
+    pairs.xA.push_back(i * 20);
+    pairs.yA.push_back(100);
+    pairs.xB.push_back(i * 20);
+    pairs.yB.push_back(100);
+  }
+  EXPECT_GT(measureLink(pairs.view(), kIdentity8, LinkModel::Affine, {1000, 800}).expectedError, 100.0);
+  EXPECT_TRUE(std::isinf(measureLink({}, kIdentity8, LinkModel::Affine, {1000, 800}).expectedError));
+}
+
+} // namespace
+} // namespace vindrel
