@@ -372,8 +372,9 @@ uint32_t vdsubcalc(int x1, int y1, int x2, int y2, unsigned int centre, unsigned
  * Robust Features (SURF)"). Three filter sizes are computed, 9, 15 and 21 pixels; an extremum lies at size 15, has a
  * magnitude of at least 10000 and stands out strictly, up or down, from all its 26 neighbours. It is then refined by
  * the quadratic through those neighbours (Brown and Lowe 2002, "Invariant features from interest point groups") and
- * dropped if it moves further than the tolerances allow: at first 0.6 pixels along either axis and half a step of filter size.
- * They are adjusted while the image is scanned, so that the share of maxPoints used follows the share of pixels seen.
+ * dropped if it moves further than the tolerances allow: at first 0.6 pixels along either axis and half a step of
+ * filter size. They are adjusted while the image is scanned, so that the share of maxPoints used follows the share
+ * of pixels seen.
  *
  * Points come in the order of the scan, rows from top to bottom and columns from left to right. A refined coordinate is
  * cut to hundredths of a pixel, then to whole pixels, and 1 is added: an offset above -0.01 yields the column after
@@ -449,12 +450,13 @@ int  descr_diff5(const float *a, int aStart, const float *b, int bStart, int n, 
  * Pairs the points of set A with those of set B that look alike and lie near, and writes the best pairs by ascending
  * distance; of equal distances, the pair whose B point was matched first comes first.
  *
- * The candidates of an A point are the B points with a scale code within 50 of its own and displaced by at most rangeX
- * and rangeY, all inclusive. The nearest descriptor among them is the match, unless it displaced a candidate as the
- * nearest one so far and its own distance is more than 0.4 times that one's. This is a ratio test in the manner of Lowe 2004, "Distinctive image
- * features from scale-invariant keypoints", but against the candidate that was best before it in the order of B: a
- * runner-up that comes later does not count. The ratio is formed in single precision and compared in double. A B point
- * goes to the A point of the smallest distance, on equal distances to the earlier one.
+ * The candidates of an A point are the B points with a scale code within 50 of its own and displaced by at most
+ * rangeX and rangeY, all inclusive. The nearest descriptor among them is the match, unless it displaced a candidate
+ * as the nearest one so far and its own distance is more than 0.4 times that one's. This is a ratio test in the
+ * manner of Lowe 2004, "Distinctive image features from scale-invariant keypoints", but against the candidate that
+ * was best before it in the order of B: a runner-up that comes later does not count. The ratio is formed in single
+ * precision and compared in double. A B point goes to the A point of the smallest distance, on equal distances to
+ * the earlier one.
  *
  * Both sets are in the order of vddetect(), rows ascending. In any order, B is no longer looked at for an A point from
  * the first B point on whose scale code is more than 50 above, or whose scale code is not more than 50 below and whose

@@ -12,9 +12,9 @@
 #include "features/SubpixelRefinement.h"
 
 #include <algorithm>
-#include <initializer_list>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 
 namespace vindrel {
 namespace {

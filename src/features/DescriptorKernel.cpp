@@ -41,8 +41,8 @@ bool isLaplacianNegative(Sums sums, std::ptrdiff_t width, std::ptrdiff_t centre)
   return static_cast<std::int32_t>(dyy + dxx) < 0;
 }
 
-// Left half minus right half, and top half minus bottom half, of the sub-cell whose top-left pixel is at topLeft: the
-// entries of the integral image at its corners, the middles of its sides and nowhere else.
+// Left half minus right half, and top half minus bottom half, of the sub-cell whose top-left pixel is at topLeft, from
+// the entries of the integral image at its corners and at the middles of its sides: the four boxes share them.
 struct Differences {
   std::int32_t x, y;
 };

@@ -47,14 +47,19 @@ class Candidates {
 public:
   // Test before use: false means out of memory.
   explicit Candidates(const FeatureSet &b)
-      : b_(b), interleaved_(Buffer<float>::zeroed(groupCount(b.count) * kGroupFloats)) {
-    if (!interleaved_) return;
+      : b_(b), interleaved_(Buffer<float>::zeroed(groupCount(b.count) * kGroupFloats)),
+        highestScale_(Buffer<std::int32_t>::zeroed(groupCount(b.count))),
+        ascending_(std::is_sorted(b.y, b.y + b.count)) {
+    if (!*this) return;
     for (std::size_t g = 0; g < groupCount(b.count); ++g) {
       const int first = static_cast<int>(g) * kDistanceLanes;
-      interleave(descriptor(first), std::min(kDistanceLanes, b.count - first), interleaved_.data() + g * kGroupFloats);
+      const int count = std::min(kDistanceLanes, b.count - first);
+      interleave(descriptor(first), count, interleaved_.data() + g * kGroupFloats);
+      const std::int32_t highest = *std::max_element(b.scaleCode + first, b.scaleCode + first + count);
+      highestScale_[g] = g == 0 ? highest : std::max(highest, highestScale_[g - 1]);
     }
   }
-  explicit operator bool() const { return static_cast<bool>(interleaved_); }
+  explicit operator bool() const { return interleaved_ && highestScale_; }
 
   // The match of A point i, if it has one.
   std::optional<Match> bestFor(const FeatureSet &a, int i, MatchWindow window) const {
@@ -63,7 +68,7 @@ public:
     float best = kNoDistance, second = kNoDistance;
     int bestIndex = 0;
     bool stopped = false;
-    for (int first = 0; first < b_.count && !stopped; first += kDistanceLanes) {
+    for (int first = firstGroup(limits); first < b_.count && !stopped; first += kDistanceLanes) {
       int wanted[kDistanceLanes];
       int count = 0;
       const int end = std::min(b_.count, first + kDistanceLanes);
@@ -104,10 +109,22 @@ private:
   static constexpr std::size_t groupCount(int count) {
     return (static_cast<std::size_t>(count) + kDistanceLanes - 1) / kDistanceLanes;
   }
+  // The first point of the group that the scan can start with; b_.count if it would end before. Where rows ascend, all
+  // points before the window's first row would be skipped, unless one of them ends the scan by its scale.
+  int firstGroup(const Limits &limits) const {
+    if (!ascending_) return 0;
+    const std::int32_t *inWindow = std::lower_bound(b_.y, b_.y + b_.count, limits.yLow);
+    const std::ptrdiff_t group = (inWindow - b_.y) / kDistanceLanes;
+    if (group > 0 && highestScale_[static_cast<std::size_t>(group) - 1] > limits.scaleHigh) return b_.count;
+    return static_cast<int>(group) * kDistanceLanes;
+  }
+
   const float *descriptor(int j) const { return b_.descriptor + static_cast<std::ptrdiff_t>(kDescriptorLength) * j; }
 
   FeatureSet b_;
-  Buffer<float> interleaved_; // group g holds points 16 g .. 16 g + 15 of B
+  Buffer<float> interleaved_;         // group g holds points 16 g .. 16 g + 15 of B
+  Buffer<std::int32_t> highestScale_; // of groups 0 .. g
+  bool ascending_;                    // rows never decrease
 };
 
 } // namespace

@@ -211,6 +211,31 @@ TEST(FindPaires, EndsTheScanAtARowBelowTheWindow) {
   EXPECT_EQ(1, matchOrigin(Builder().add(10, -91, 0, 1).add(10, 10, 0, 1)).result);
 }
 
+TEST(FindPaires, EndsTheScanAtAHighScaleCodeFarBeforeTheWindow) {
+  for (const int scale : {50, 51}) {
+    Builder b;
+    b.add(10, 0, scale, 1);
+    for (int i = 0; i < 40; ++i)
+      b.add(10, 1, -51, 1);
+    b.add(10, 10, 0, 1);
+    EXPECT_EQ(scale == 50 ? 1 : 0, matchOrigin(b, 5, 5).result);
+  }
+}
+
+TEST(FindPaires, EndsWith100001Matches) {
+  // One candidate for each point, in a row of its own.
+  const int count = 100003;
+  PointSet set;
+  set.x.resize(count);
+  set.scaleCode.resize(count);
+  set.descriptor.resize(std::size_t{64} * count);
+  for (int i = 0; i < count; ++i)
+    set.y.push_back(i);
+  const Matched matched = match(set, set, 0, 0, count);
+  ASSERT_EQ(100001, matched.result);
+  EXPECT_EQ((Pair{0, 100000, 0, 100000, 0}), matched.pairs.back());
+}
+
 TEST(FindPaires, FindsNothingInANegativeRange) {
   EXPECT_EQ(0, matchOrigin(Builder().add(10, 10, 0, 1), -1, 5).result);
   EXPECT_EQ(0, matchOrigin(Builder().add(10, 10, 0, 1), 5, -1).result);
