@@ -494,40 +494,210 @@ int  find_paires(int maxPairs, int rangeX, int rangeY,
 
 /* ---- Transforms ------------------------------------------------------------------------------------------ */
 
+/*
+ * Unless a function says otherwise, those below keep no state, may be called from any number of threads at a time,
+ * obtain no memory, and check no pointer: NULL is only allowed where it is mentioned. Output arrays must not overlap
+ * the input, and nothing is written beyond the elements named. Degenerate geometry is not an error: it yields infinite
+ * or undefined coefficients, for which the caller tests.
+ */
+
+/**
+ * Writes the transform that leaves every point where it is.
+ *
+ * @param t Out: 8 floats when n is 8, the perspective identity; 6 floats for any other n, the affine one.
+ */
 void make_identity(float *t, int n);
+
+/** Makes a perspective transform of an affine one: t8[0] to t8[5] are t6[0] to t6[5], t8[6] and t8[7] are 0. */
 void convert_trans_6to8(const float *t6, float *t8);
+
+/**
+ * The adjugate of a 3 x 3 matrix: the transpose of its cofactors. Divided by the determinant it would be the inverse;
+ * as a projective map is only defined up to scale, it serves as the inverse without that division. adj may be m.
+ *
+ * @param m   9 doubles, row after row.
+ * @param adj Out: 9 doubles.
+ */
 void calcAdj(const double *m, double *adj);
+
+/** out = m v, for a 3 x 3 matrix, row after row, and vectors of 3. Each sum runs from left to right. */
 void MultMatrixVector(const double *m, const double *v, double *out);
+
+/** C = A B, for 3 x 3 matrices, row after row. Each sum runs from left to right. */
 void MultMatrixMatrix(const double *A, const double *B, double *C);
+
+/**
+ * Solves the linear system A x = b by Gaussian elimination with row exchanges and back substitution.
+ *
+ * The search for a pivot differs from the usual one: it starts with the magnitude on the diagonal, and a row below wins
+ * when its magnitude exceeds the best value so far, but that value is then remembered with its sign. After a negative
+ * one the next row wins whatever it holds. The rule can pass over the largest pivot, and even pick a zero where a sound
+ * one stood; which systems count as singular is part of what the searches' results rest on.
+ *
+ * @param n Unknowns. Below 1 nothing is touched and the result is 1.
+ * @param A n x n doubles, row after row; destroyed.
+ * @param b n doubles; destroyed.
+ * @param x Out: n doubles; untouched when the result is -1.
+ * @return 1, or -1 when one of the first n - 1 pivots is zero or not a number. The last pivot is not looked at: a zero
+ *         there makes x infinite or undefined, and the result is 1.
+ */
 int  gauss_elim(int n, double *A, double *b, double *x);
+
+/**
+ * The affine transform that maps three points onto three others, by gauss_elim() in double precision, narrowed.
+ *
+ * @param out   Out: 6 floats; untouched when the result is -1.
+ * @param s0,s1,s2 The source points, in pixels.
+ * @param d0,d1,d2 The destination of each.
+ * @return 1, or -1 when gauss_elim() fails: for three sources on a line, unless rounding hides it, and for a few sound
+ *         triples that its choice of pivots does not get through.
+ */
 int  calc_transform3(float *out, PointF s0, PointF d0, PointF s1, PointF d1, PointF s2, PointF d2);
-void calc_transform4(float *out, PointF s0, PointF d0, PointF s1, PointF d1, PointF s2, PointF d2, PointF s3, PointF d3);
-int  calc_transform4_old(float *out, PointF s0, PointF d0, PointF s1, PointF d1, PointF s2, PointF d2, PointF s3, PointF d3);
+
+/**
+ * The perspective transform that maps four points onto four others, by the four-point basis method in double precision,
+ * narrowed. Three points on a line, on either side, and a map that sends the origin to infinity are not detected; the
+ * coefficients are then infinite, undefined or wild.
+ *
+ * @param out Out: 8 floats.
+ * @param s0,s1,s2,s3 The source points, in pixels.
+ * @param d0,d1,d2,d3 The destination of each.
+ */
+void calc_transform4(float *out, PointF s0, PointF d0, PointF s1, PointF d1, PointF s2, PointF d2, PointF s3,
+                     PointF d3);
+
+/**
+ * A perspective transform through four pairs by least squares: starts from the affine transform of the first three
+ * pairs and adjusts all eight coefficients with lmmin(). For the fit, though not for its start, every coordinate is
+ * truncated toward zero to a whole pixel. calc_transform4() is exact and faster. Obtains about 1 KB of memory.
+ *
+ * @param out Out: 8 floats, also when the fit is not accepted. Untouched when there was no fit: the first three pairs
+ *            have no affine transform, or a coordinate exceeds int or is not a number.
+ * @return 1 when the Euclidean norm of the eight residuals is at most 10 pixels; otherwise -1, also without memory.
+ */
+int  calc_transform4_old(float *out, PointF s0, PointF d0, PointF s1, PointF d1, PointF s2, PointF d2, PointF s3,
+                         PointF d3);
+
+/**
+ * The inverse of a perspective transform, as the calc_transform4() solution that takes the images of the square
+ * (0, 0) to (1000, 1000) back onto its corners.
+ *
+ * @param t   8 floats.
+ * @param out Out: 8 floats; infinite or undefined for a t that has no inverse. May be t.
+ */
 void inverse_transform_perspect(const float *t, float *out);
+
+/**
+ * Maps the corners (x0, y0), (x1, y0), (x0, y1), (x1, y1) of a rectangle through a perspective transform, in double
+ * precision, and narrows the results. A corner for which the denominator is 0 becomes infinite or undefined.
+ *
+ * @param t 8 floats.
+ * @param tlx,tly,trx,try_,blx,bly,brx,bry Out: the images of the corners, in this order.
+ */
 void transformRectPerspectF(float x0, float y0, float x1, float y1, const float *t, float *tlx, float *tly,
                             float *trx, float *try_, float *blx, float *bly, float *brx, float *bry);
+
+/** transformRectPerspectF() for a transform of 8 doubles. */
 void transformRectPerspectD(float x0, float y0, float x1, float y1, const double *t, float *tlx, float *tly,
                             float *trx, float *try_, float *blx, float *bly, float *brx, float *bry);
+
+/**
+ * The least and the greatest coordinates among n points.
+ *
+ * @param x,y n whole-pixel coordinates each; not read when n is below 1.
+ * @param minX,minY,maxX,maxY Out: the box, whose limits are coordinates of points; all 0 when n is below 1.
+ */
 void getCurPointsBoundingRect(const int32_t *x, const int32_t *y, int n, int *minX, int *minY, int *maxX, int *maxY);
+
+/**
+ * Prints a transform to standard error as two formulas, one a line. The last two coefficients of a perspective
+ * transform appear as they are stored, 100000 times larger than they act. Decimal points follow the process's locale.
+ *
+ * @param t 8 floats when n is 8; 6 for any other n.
+ * @return What fprintf() returned: the characters written, or a negative value.
+ */
 int  print_transform(const float *t, int n);
+
+/**
+ * Narrows n doubles and prints them as print_transform() does. Of fewer than 6 the missing ones print as 0; n may be
+ * 0, and beyond 8 the rest is not read.
+ */
 int  print_transform_dbl(const double *t, int n);
 
+/**
+ * Finds the affine transform that most of the matched pairs agree on, wrong pairs among them or not.
+ *
+ * Random sample consensus after M. Fischler and R. Bolles, "Random sample consensus", Communications of the ACM 24(6),
+ * 1981. Of the m = min(nPairs, MAX_MATCHES_OPTIMIZED) best pairs each of the first m - 1 is an anchor once: of six
+ * drawn couples of partners the one farthest from it is taken, calc_transform3() solves the three, and the pairs that
+ * the solution places within 2 pixels are counted (2 for the sample itself). The candidates with at least 80 % of the
+ * largest count are pooled, with the pairs they were solved from; find_affine() polishes up to seven of them on those
+ * pairs.
+ *
+ * The samples are drawn with rand(), whose state the whole process shares, and nothing is seeded here: call srand()
+ * before to repeat a result. Calls at a time from several threads are safe but draw from one sequence.
+ *
+ * @param width,height Of the area that the pairs come from, pixels; both above 0. They only bound the translation.
+ * @param nPairs       Pairs in the arrays; below 2 there is nothing to search.
+ * @param xA,yA,xB,yB  nPairs whole-pixel coordinates each. The transform maps A onto B.
+ * @param dist         nPairs descriptor distances, the smaller the better; the order of the pairs does not matter.
+ *                     Values of -99999999 or less and undefined ones never anchor a sample.
+ * @param result       Out: 6 floats. The identity when fewer than two pairs are usable, when no candidate counts more
+ *                     than four pairs, or when the best one shifts by more than a fifth of the width or the height.
+ *                     Untouched when the result is -4.
+ * @return The anchors tried, m - 1, or 0 without two usable pairs: no measure of success, and more than 0 with an
+ *         identity in result as well. -4 when memory ran out.
+ */
 int  find_at7(int width, int height, int nPairs, const int32_t *xA, const int32_t *yA, const int32_t *xB,
               const int32_t *yB, const float *dist, float *result);
+
+/**
+ * Polishes affine transforms: minimises calc_diff4trans() by a downhill simplex search of at most 15 moves, in single
+ * precision (J. Nelder and R. Mead, "A simplex method for function minimization", The Computer Journal 7(4), 1965). It
+ * ends early when the costs of all its points are within 0.1 % of each other or one is 0, so the result is an
+ * improvement on the starts, and not a converged minimum.
+ *
+ * @param nParams     6.
+ * @param nPts        Pairs; below 1 every transform costs 0.
+ * @param xA,yA,xB,yB nPts whole-pixel coordinates each.
+ * @param start       nParams + 1 = 7 transforms of nParams floats, one after the other.
+ * @param result      Out: nParams floats, the transform of least cost; may be start. Untouched when the result is -4.
+ * @return 1, or -4 when memory ran out.
+ */
 int  find_affine(int nParams, int nPts, const int32_t *xA, const int32_t *yA, const int32_t *xB, const int32_t *yB,
                  const float *start, float *result);
+
+/**
+ * How badly an affine transform fits pairs: the sum of |xB - x'| + |yB - y'| in pixels, x' and y' being the image of
+ * (xA, yA), in single precision and in the order of the pairs, truncated.
+ *
+ * @param nParams     Ignored.
+ * @param params      The transform's 6 floats begin at params[first].
+ * @param xA,yA,xB,yB nPts whole-pixel coordinates each; not read when nPts is below 1.
+ * @return The sum; 0 when nPts is below 1; INT_MAX when the sum is beyond int or undefined.
+ */
 int  calc_diff4trans(int nParams, int nPts, const float *params, int first, const int32_t *xA, const int32_t *yA,
                      const int32_t *xB, const int32_t *yB);
+
+/**
+ * find_affine() for perspective transforms and calc_diff8trans(): nParams is 8, and start holds 9 transforms of 8
+ * floats, for example a transform found and 8 small variations of it.
+ */
 int  find_transform(int nParams, int nPts, const int32_t *xA, const int32_t *yA, const int32_t *xB, const int32_t *yB,
                     const float *start, float *result);
+
+/**
+ * calc_diff4trans() for the perspective transform of the 8 floats from params[first]: points are mapped in double
+ * precision and their images narrowed; the rest is single precision.
+ */
 int  calc_diff8trans(int nParams, int nPts, const float *params, int first, const int32_t *xA, const int32_t *yA,
                      const int32_t *xB, const int32_t *yB);
 
 /**
  * The perspective transform that most matched pairs agree on: random samples anchored on each of the best pairs in
  * turn, implausible candidates refused, agreement counted within 2 pixels, and the pairs that agree with the best
- * candidate fitted by least squares (M. Fischler, R. Bolles: Random Sample Consensus, CACM 24(6), 1981; local refinement
- * after O. Chum, J. Matas, J. Kittler: Locally Optimized RANSAC, DAGM 2003).
+ * candidate fitted by least squares (M. Fischler, R. Bolles: Random Sample Consensus, CACM 24(6), 1981; local
+ * refinement after O. Chum, J. Matas, J. Kittler: Locally Optimized RANSAC, DAGM 2003).
  *
  * Repeats exactly for a fixed number of threads; the draws for an anchor depend on its place in its thread's share, so
  * another number may give a slightly different transform.
@@ -539,9 +709,10 @@ int  calc_diff8trans(int nParams, int nPts, const float *params, int first, cons
  * @param result        8 floats, written unless memory ran out: maps A onto B; the identity when none was found.
  * @param nThreads      OpenMP threads of the search; below 1 counts as 1.
  * @param records,k,nImages  Not looked at; may be NULL and 0.
- * @param mode          Bit 0 set: samples of three pairs and affine candidates, a hundred an anchor, for pairs that gave
- *                      no perspective transform; clear: samples of four, five an anchor. From 2 on, the last member of a
- *                      sample may repeat another.
+ * @param mode          Bit 0 set: samples of three pairs and affine candidates, a hundred an anchor, for pairs that
+ * gave
+ *                      no perspective transform; clear: samples of four, five an anchor. From 2 on, the last member of
+ *                      a sample may repeat another.
  * @param initialGuess  8 floats that the result must stay near (200 pixels and 1 degree at the frame's corners), or
  *                      NULL for anything a hand-held camera can have done.
  * @param flag          One int, set to 1 when the result has too little support to be relied on, otherwise left alone.
@@ -552,17 +723,116 @@ float find_at9(int width, int height, int nPairs, const int32_t *xA, const int32
                const int32_t *yB, const float *dist, float *result, int nThreads, PairRecord *records, int k,
                int nImages, int mode, const float *initialGuess, int *flag);
 
+/**
+ * The angle at (x0, y0) between the rays to (x1, y1) and to (x2, y2), by the law of cosines in single precision.
+ *
+ * @return Degrees, 0 to 180; not a number when a ray has no length or rounding takes the cosine beyond 1.
+ */
 float angleBetweenVectors(float x0, float y0, float x1, float y1, float x2, float y2);
+
+/**
+ * Compares what two perspective transforms A and B do to the frame (0, 0) to (w, h): how far apart they put its
+ * corners, and how differently they turn its edges.
+ *
+ * @param w,h             Frame size, pixels.
+ * @param tA              8 floats, or NULL for the frame as it is.
+ * @param tB              8 doubles.
+ * @param dTL,dTR,dBL,dBR Out: the squared distance, pixels, between the two images of the top-left, top-right,
+ *                        bottom-left and bottom-right corner.
+ * @param aTL             Out: the absolute difference, degrees, of the angle between the top edge and the vertical.
+ * @param aBLv            Out: the same of the bottom edge and the vertical.
+ * @param aBLh            Out: the same of the left edge and the horizontal.
+ * @param aBR             Out: the same of the right edge and the horizontal.
+ * @param qTL,qTR,qBR,qBL Out, each or NULL: the angles, degrees, of B's image of the frame at its corners, each made of
+ *                        the directions of edges; 90 for a rectangle.
+ */
 void getPerspectTransformDiff(int w, int h, const float *tA, const double *tB, float *dTL, float *dTR, float *dBL,
                               float *dBR, float *aTL, float *aBLv, float *aBLh, float *aBR,
                               float *qTL, float *qTR, float *qBR, float *qBL);
-float perspectTransformTooDifferentAmount(int w, int h, const float *tA, const double *tB, float maxDist, float maxAngle);
+
+/**
+ * One number for how much further transform B strays from A than it may: for each squared corner distance of
+ * getPerspectTransformDiff() its excess over maxDist squared, and for each of the four edge angles 30000 times its
+ * excess over maxAngle. Values at their limit, and undefined ones, add nothing.
+ *
+ * @param w,h      Frame size, pixels.
+ * @param tA       8 floats, or NULL for the frame as it is.
+ * @param tB       8 doubles.
+ * @param maxDist  Tolerated distance of a corner, pixels.
+ * @param maxAngle Tolerated turn of an edge, degrees.
+ * @return 0 when B stays within the limits.
+ */
+float perspectTransformTooDifferentAmount(int w, int h, const float *tA, const double *tB, float maxDist,
+                                          float maxAngle);
+
+/**
+ * Residuals of a perspective transform, for lmmin(). Each pair makes two, 0.001 times the distance in pixels from the
+ * image of its source to its destination in x and in y. They grow with the transform's implausibility: by 1 % for each
+ * unit of perspectTransformTooDifferentAmount() against refTrans with the limits 200 pixels and 1 degree, and by 10
+ * plus the sum of the four corner angles' deviations from 90 degrees once one of these exceeds maxAngle.
+ *
+ * @param par       8 doubles.
+ * @param m         Residuals: two a pair, and 8 more when shapeResiduals is not 0.
+ * @param data      A PerspFitData.
+ * @param fvec      Out: the pairs' residuals; with shapeResiduals two more after them, for corner angles off by more
+ *                  than half a degree and for corners more than 200 pixels from the frame's. The last six are not
+ *                  written: lmmin() takes them as 0.
+ * @param userbreak Not touched; may be NULL.
+ */
 void evaluate_transform(const double *par, int m, const void *data, double *fvec, int *userbreak);
+
+/**
+ * Residuals of an affine transform, for lmmin(): one a pair, 0.001 times the city-block distance in pixels from the
+ * image of its source to its destination.
+ *
+ * @param par       6 doubles.
+ * @param m         Pairs; below 1 nothing is written.
+ * @param data      An AffineFitData with m pairs.
+ * @param fvec      Out: m doubles.
+ * @param userbreak Not touched; may be NULL.
+ */
 void evaluate_transform6(const double *par, int m, const void *data, double *fvec, int *userbreak);
+
+/**
+ * Residuals of a perspective transform in plain pixels, for lmmin(): two a pair, destination minus image, x then y.
+ *
+ * @param par       8 doubles.
+ * @param m         Residuals, two a pair; below 2 nothing is written.
+ * @param data      An AffineFitData with m / 2 pairs.
+ * @param fvec      Out: m doubles.
+ * @param userbreak Not touched; may be NULL.
+ */
 void evaluate_single_transform8(const double *par, int m, const void *data, double *fvec, int *userbreak);
+
+/**
+ * Rotation and translation from two pairs of points, in single precision. s0 is carried onto d0, and the direction of
+ * s0 - s1 turned into that of d0 - d1. Distances are not divided out: the result means something only when the sources
+ * are as far apart as the destinations. The angle is taken from the arcsine or the arccosine, whichever is smaller in
+ * magnitude, and from the arccosine, which is never negative, where they are equal: for turns to the negative side
+ * rounding decides whether the sign is kept.
+ *
+ * @param s0,s1 The source points, which must differ in x and in y.
+ * @param d0,d1 The destination of each.
+ * @param out   Out: 6 floats, an affine transform; untouched when the result is -1.
+ * @return 1; -1 when the sources share a coordinate, or when the destinations are so far apart that the rotation's sine
+ *         would exceed 1.
+ */
 int  trRot(PointF s0, PointF s1, PointF d0, PointF d1, float *out);
 
+/**
+ * Starts the random source of find_at9(): the recurrence of MT19937 (M. Matsumoto and T. Nishimura, "Mersenne Twister",
+ * ACM TOMACS 8(1), 1998) on the state 0, 1, ..., 623. There is no seed: every generator draws the same sequence.
+ *
+ * @param s Out: the state. It belongs to one thread at a time.
+ */
 void     mt_init(MtState *s);
+
+/**
+ * The next number of the sequence, from 0 to 4294967295. The state's words are handed out as they are: the published
+ * generator's tempering is left out, and its numbers are others.
+ *
+ * @param s A state that mt_init() has started.
+ */
 uint64_t mt_random(MtState *s);
 
 /* ---- Warping --------------------------------------------------------------------------------------------- */
@@ -959,13 +1229,62 @@ int  logPointCross(int d, double x, double y, float z);
 
 /* ---- The least-squares symbols the shared object also exports -------------------------------------------- */
 
+/**
+ * Minimises the sum of the squares of m_dat residuals over n_par parameters by the Levenberg-Marquardt method, with
+ * derivatives by forward differences. The minimiser is MINPACK's lmdif in the edition of cminpack (J. More, B. Garbow
+ * and K. Hillstrom, "User guide for MINPACK-1", Argonne National Laboratory, ANL-80-74, 1980).
+ *
+ * Keeps no state: any number of threads may minimise at a time. Obtains about 8 (n_par + 2) m_dat bytes and releases
+ * them. evaluate and printout run on the calling thread and must neither throw nor leave by longjmp().
+ *
+ * @param n_par    Parameters, at least 1.
+ * @param par      In: the start. Out: the best parameters found, however the fit ended. n_par doubles.
+ * @param m_dat    Residuals, at least n_par.
+ * @param data     Handed to evaluate and printout; NULL is allowed.
+ * @param evaluate Writes the m_dat residuals. Entries it leaves out count as 0. When it sets *userbreak, which is 0 on
+ *                 entry, it is not called again, and the fit ends with the best parameters so far.
+ * @param control  Tolerances and limits. Invalid are a negative tolerance, and a stepbound or maxcall of 0 or less.
+ * @param status   Out: fnorm, the norm of the residuals at par (infinity when they were never evaluated, that is with
+ *                 info 9 and 10); nfev, the evaluations made, which may exceed the limit by the n_par of a gradient
+ *                 already begun; and info:
+ *                 - 0: the sum of squares is below the smallest normal number, 2.2e-308;
+ *                 - 1, 2, 3: converged within ftol, within xtol, within both;
+ *                 - 4: the residuals are orthogonal to the columns of the Jacobian, within gtol;
+ *                 - 5: maxcall (n_par + 1) evaluations were made;
+ *                 - 6, 7, 8: ftol, xtol, gtol are too small for the arithmetic to get any further;
+ *                 - 9: no memory, or more than 2^31 - 1 elements in the Jacobian;
+ *                 - 10: invalid input, nothing was evaluated;
+ *                 - 11: evaluate asked to end.
+ * @param printout Called after each evaluation and once at the end, lm_printout_std() for example; may be NULL.
+ */
 void lmmin(int n_par, double *par, int m_dat, const void *data, lm_evaluate_ftype *evaluate,
            const lm_control_struct *control, lm_status_struct *status, lm_printout_ftype *printout);
+
+/**
+ * A printout function for lmmin(): reports on standard output.
+ *
+ * @param n_par,par   The parameters that were evaluated.
+ * @param m_dat,fvec  Their residuals.
+ * @param data        Ignored.
+ * @param printflags  The control record's: 0 prints nothing. Sum of 1 for a line that says what the evaluation was made
+ *                    for, 2 for the parameters and the norm on the same line, 4 for the residuals at the end, 8 for the
+ *                    residuals after every evaluation.
+ * @param iflag       0: the start; 1: an evaluation for the gradient; 2: an attempted step; -1: the end.
+ * @param iter        Gradients begun before the present one.
+ * @param nfev        Evaluations made.
+ */
 void lm_printout_std(int n_par, const double *par, int m_dat, const void *data, const double *fvec,
                      int printflags, int iflag, int iter, int nfev);
-extern const lm_control_struct lm_control_double, lm_control_float;
-extern const char *lm_shortmsg[12], *lm_infmsg[12];
 
+/**
+ * Control records to copy and change. For residuals computed in double precision: tolerances of 30 times the machine
+ * epsilon, stepbound 100, maxcall 100, parameters scaled by the minimiser, no printing. For single precision:
+ * tolerances of 1e-7 and scale factors of 1, the rest alike.
+ */
+extern const lm_control_struct lm_control_double, lm_control_float;
+
+/** What each value of lm_status_struct::info means, in a word or two and in a sentence. Indexed from 0 to 11. */
+extern const char *lm_shortmsg[12], *lm_infmsg[12];
 
 #if defined(__GNUC__)
 #pragma GCC visibility pop
