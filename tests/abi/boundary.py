@@ -44,6 +44,17 @@ def main():
                 problems.append("%s: defined in %s, which is no boundary file" % (symbol, sourceFile))
         if symbol in functions and kind == "U":
             problems.append("%s: called from %s" % (symbol, sourceFile))
+    # Within one object a call leaves no trace; there the text has to do: each name once, where it is defined.
+    for name in sorted(boundaryFiles):
+        path = os.path.join(source, name[0].lower() + name[1:-len("Abi.cpp")], name)
+        if not os.path.exists(path):
+            continue  # reported above
+        with open(path, encoding="utf-8") as file:
+            text = re.sub(r'//.*|/\*.*?\*/|"(\\.|[^"\\\n])*"', "", file.read())
+        for symbol in functions:
+            uses = len(re.findall(r"(?<![\w:.>])%s\b" % symbol, text))
+            if uses > 1:
+                problems.append("%s: used in %s beside its definition" % (symbol, name))
     for symbol in sorted((functions | data) - set(defined)):
         problems.append("%s: defined nowhere" % symbol)
 
