@@ -1277,14 +1277,22 @@ void lm_printout_std(int n_par, const double *par, int m_dat, const void *data, 
                      int printflags, int iflag, int iter, int nfev);
 
 /**
- * Control records to copy and change. For residuals computed in double precision: tolerances of 30 times the machine
- * epsilon, stepbound 100, maxcall 100, parameters scaled by the minimiser, no printing. For single precision:
- * tolerances of 1e-7 and scale factors of 1, the rest alike.
+ * A control record to copy and change, for residuals computed in double precision: tolerances of 30 times the machine
+ * epsilon, stepbound 100, maxcall 100, parameters scaled by the minimiser, no printing.
  */
-extern const lm_control_struct lm_control_double, lm_control_float;
+extern const lm_control_struct lm_control_double;
 
-/** What each value of lm_status_struct::info means, in a word or two and in a sentence. Indexed from 0 to 11. */
-extern const char *lm_shortmsg[12], *lm_infmsg[12];
+/**
+ * A control record to copy and change, for residuals computed in single precision: tolerances of 1e-7 and scale factors
+ * of 1, the rest as in lm_control_double.
+ */
+extern const lm_control_struct lm_control_float;
+
+/** What each value of lm_status_struct::info, 0 to 11, means in a word or two. */
+extern const char *lm_shortmsg[12];
+
+/** What each value of lm_status_struct::info, 0 to 11, means in a sentence. */
+extern const char *lm_infmsg[12];
 
 #if defined(__GNUC__)
 #pragma GCC visibility pop
