@@ -73,7 +73,8 @@ PerspectiveSearchResult searchPerspective(const PairsView &pairs, const Perspect
       fitAgreeing(pairs, start, {.frame = settings.frame, .guess = settings.guess, .maxAngle = maxAngle});
   if (fit.status != Status::Ok) return {.status = fit.status};
 
-  result.transform = plausible(fit.transform, settings.frame) ? fit.transform : start;
+  // The fit costs no more than its start: where it is implausible, the pairs speak for something implausible.
+  result.transform = fit.transform;
   const int support = agreement(pairs, result.transform);
   result.found = support >= kLeastAgreement && plausible(result.transform, settings.frame);
   if (!result.found) return result;

@@ -101,8 +101,9 @@ private:
   bool plausible(Candidate &candidate) const {
     if (!withinShapeLimits(candidate.transform, settings_.frame)) return false;
     const float deviation = largestCornerDeviation(candidate.transform, settings_.frame);
-    if (deviation > kMaxCornerAngle) return false;
-    candidate.eligible = !(deviation > maxAngle_);
+    // Written so that an undefined angle, which a sample of collinear points leads to, is refused as well.
+    if (!(deviation <= kMaxCornerAngle)) return false;
+    candidate.eligible = deviation <= maxAngle_;
     if (settings_.guess == nullptr) return true;
     Trans8D widened;
     std::copy(candidate.transform.begin(), candidate.transform.end(), widened.begin());
