@@ -696,8 +696,8 @@ int  calc_diff8trans(int nParams, int nPts, const float *params, int first, cons
 /**
  * The perspective transform that most matched pairs agree on: random samples anchored on each of the best pairs in
  * turn, implausible candidates refused, agreement counted within 2 pixels, and the pairs that agree with the best
- * candidate fitted by least squares (M. Fischler, R. Bolles: Random Sample Consensus, CACM 24(6), 1981; local
- * refinement after O. Chum, J. Matas, J. Kittler: Locally Optimized RANSAC, DAGM 2003).
+ * candidate fitted by least squares (M. Fischler, R. Bolles: Random Sample Consensus, CACM 24(6), 1981; local refinement
+ * after O. Chum, J. Matas, J. Kittler: Locally Optimized RANSAC, DAGM 2003).
  *
  * Repeats exactly for a fixed number of threads; the draws for an anchor depend on its place in its thread's share, so
  * another number may give a slightly different transform.
@@ -709,10 +709,9 @@ int  calc_diff8trans(int nParams, int nPts, const float *params, int first, cons
  * @param result        8 floats, written unless memory ran out: maps A onto B; the identity when none was found.
  * @param nThreads      OpenMP threads of the search; below 1 counts as 1.
  * @param records,k,nImages  Not looked at; may be NULL and 0.
- * @param mode          Bit 0 set: samples of three pairs and affine candidates, a hundred an anchor, for pairs that
- * gave
- *                      no perspective transform; clear: samples of four, five an anchor. From 2 on, the last member of
- *                      a sample may repeat another.
+ * @param mode          Bit 0 set: samples of three pairs and affine candidates, a hundred an anchor, for pairs that gave
+ *                      no perspective transform; clear: samples of four, five an anchor. From 2 on, the last member of a
+ *                      sample may repeat another.
  * @param initialGuess  8 floats that the result must stay near (200 pixels and 1 degree at the frame's corners), or
  *                      NULL for anything a hand-held camera can have done.
  * @param flag          One int, set to 1 when the result has too little support to be relied on, otherwise left alone.
