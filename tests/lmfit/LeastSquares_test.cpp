@@ -1,5 +1,6 @@
 #include "VindrelRegLib.h"
 #include "lmfit/LeastSquares.h"
+#include "support/FailingAllocation.h"
 
 #include <gtest/gtest.h>
 
@@ -145,12 +146,22 @@ TEST(Lmmin, SurvivesACallLimitBeyondIntegers) {
   EXPECT_LE(fit(2, par, 2, nullptr, rosenbrock, control).info, 3);
 }
 
-TEST(Lmmin, SaysWhenATargetIsTooTightForTheArithmetic) {
+TEST(Lmmin, SaysWhichTargetIsTooTightForTheArithmetic) {
   lm_control_struct control = lm_control_double;
   control.ftol = control.xtol = control.gtol = 0;
-  double par[2] = {0.5, -2};
-  const int info = fit(2, par, 2, nullptr, freudensteinRoth, control).info;
-  EXPECT_TRUE(info >= 6 && info <= 8) << info;
+  double minimum[2] = {0.5, -2};
+  EXPECT_EQ(fit(2, minimum, 2, nullptr, freudensteinRoth, control).info, 6);
+  // The forward difference sees a slope, but each step down it climbs the other side.
+  double stuck[1] = {1};
+  const auto kink = [](const double *p, int, const void *, double *f, int *) { f[0] = 1 + std::fabs(p[0] - 1); };
+  EXPECT_EQ(fit(1, stuck, 1, nullptr, kink, control).info, 7);
+  // All but orthogonal from the start, and yet not exactly.
+  double flat[1] = {1e-17};
+  const auto bowl = [](const double *p, int, const void *, double *f, int *) {
+    f[0] = p[0];
+    f[1] = 1;
+  };
+  EXPECT_EQ(fit(1, flat, 2, nullptr, bowl, control).info, 8);
 }
 
 TEST(Lmmin, RefusesInvalidInputWithoutEvaluating) {
@@ -187,6 +198,24 @@ TEST(Lmmin, ReportsAJacobianTooLargeToHoldAsOutOfMemory) {
   const lm_status_struct status = fit(4, par.data(), INT_MAX, &calls, rosenbrock);
   EXPECT_EQ(status.info, 9);
   EXPECT_EQ(calls, 0);
+}
+
+TEST(Lmmin, ReportsAFailedAllocationBeforeEvaluatingAnything) {
+  const long failures = vindrel::test::forEachFailingAllocation([](const vindrel::test::FailingAllocation &failing) {
+    double par[2] = {-1.2, 1};
+    int calls = 0;
+    const lm_status_struct status = fit(2, par, 2, &calls, rosenbrock);
+    if (failing.reached()) {
+      EXPECT_EQ(status.info, 9);
+      EXPECT_EQ(calls, 0);
+      EXPECT_EQ(par[0], -1.2);
+      EXPECT_TRUE(std::isinf(status.fnorm));
+    } else {
+      EXPECT_LE(status.info, 3);
+    }
+    EXPECT_EQ(failing.live(), 0);
+  });
+  EXPECT_EQ(failures, 2);
 }
 
 // ---- User break
