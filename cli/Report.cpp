@@ -1,0 +1,74 @@
+#include "Report.h"
+
+#include "Failure.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace vindrel::cli {
+namespace {
+
+std::string fixed(double value, int decimals) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.*f", decimals, value);
+  return text;
+}
+
+std::string verdictText(const FrameEstimate &estimate) {
+  switch (estimate.verdict) {
+  case Verdict::Reference:
+    return "reference";
+  case Verdict::Found:
+    return "aligned";
+  case Verdict::NotFound:
+    break;
+  }
+  return "NOT ALIGNED (" + (estimate.reason.empty() ? "no reason given" : estimate.reason) + ")";
+}
+
+} // namespace
+
+std::string frameLine(const FrameReport &frame, int photoWidth) {
+  const FrameEstimate &estimate = frame.estimate;
+  std::string line = frame.photo;
+  line.resize(std::max(line.size(), static_cast<std::size_t>(std::max(photoWidth, 0))), ' ');
+  line += "  " + verdictText(estimate);
+  if (estimate.verdict != Verdict::Reference) {
+    line += "  " + std::to_string(estimate.pairs) + " pairs  " + std::to_string(estimate.inliers) + " inliers  RMS " +
+            fixed(estimate.rms, 3) + " px";
+  }
+  if (frame.cornerError) line += "  corner error " + fixed(*frame.cornerError, 3) + " px";
+  return line;
+}
+
+void printAlignment(std::span<const FrameReport> frames) {
+  std::size_t width = 0;
+  for (const FrameReport &frame : frames)
+    width = std::max(width, frame.photo.size());
+  const FrameReport *worst = nullptr;
+  for (const FrameReport &frame : frames) {
+    printLine(frameLine(frame, static_cast<int>(width)));
+    if (frame.cornerError && (worst == nullptr || *frame.cornerError > *worst->cornerError)) worst = &frame;
+  }
+  if (worst != nullptr) {
+    printLine("worst corner error " + fixed(*worst->cornerError, 3) + " px (" + worst->photo + ")");
+  }
+}
+
+void printLine(const std::string &line) {
+  std::printf("%s\n", line.c_str());
+}
+
+void flushResults() {
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    throw Failure(ExitCode::Failed, std::string("standard output cannot be written: ") + std::strerror(errno));
+  }
+}
+
+void message(std::string_view text) {
+  std::fprintf(stderr, "vindrel: %.*s\n", static_cast<int>(text.size()), text.data());
+}
+
+} // namespace vindrel::cli

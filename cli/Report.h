@@ -1,0 +1,36 @@
+// What the program says: result lines on standard output, messages on standard error.
+#pragma once
+
+#include "vindrel/AlignStack.h"
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace vindrel::cli {
+
+struct FrameReport {
+  std::string photo; // as given on the command line
+  FrameEstimate estimate;
+  std::optional<double> cornerError; // pixels, where the truth is known
+};
+
+// The line of one frame, without its end:
+//   b.jpg  aligned  412 pairs  377 inliers  RMS 0.412 px  corner error 0.213 px
+// photoWidth: the columns that the names take up, so that the lines of a stack stand under each other.
+std::string frameLine(const FrameReport &frame, int photoWidth);
+
+// One line a frame in the order given; where the truth is known, a last line names the worst frame.
+void printAlignment(std::span<const FrameReport> frames);
+
+// A line of results.
+void printLine(const std::string &line);
+
+// Throws a Failure when results could not be written, as on a full disk or into a closed pipe.
+void flushResults();
+
+// "vindrel: " and the text, on standard error.
+void message(std::string_view text);
+
+} // namespace vindrel::cli
