@@ -23,10 +23,12 @@ struct Command {
 
 Run declareAlign(CLI::App &options);
 Run declareSimulate(CLI::App &options);
+Run declareStraighten(CLI::App &options);
 
 constexpr Command kCommands[] = {
     {"align", "Align photographs of one scene, whatever their exposures", declareAlign},
     {"simulate", "Make a hand-held bracket with known truth out of one photograph", declareSimulate},
+    {"straighten", "Make converging lines parallel, turn and crop one photograph", declareStraighten},
 };
 
 } // namespace vindrel::cli

@@ -1,0 +1,168 @@
+// vindrel straighten: corrects the tilt and the rotation of one photograph and writes the result to one file.
+#include "Cancel.h"
+#include "Commands.h"
+#include "Failure.h"
+#include "ImageFile.h"
+#include "OutputFile.h"
+#include "ProgressBar.h"
+#include "Report.h"
+#include "Upright.h"
+#include "vindrel/StraightenImage.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
+#include <memory>
+#include <thread>
+
+namespace vindrel::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kMaxThreads = 1024;
+
+constexpr const char *kHelpEnd = R"(
+The name of FILE says its format: .jpg, .png or .tif. The photograph is taken as it is looked at:
+one that was stored lying is turned first. The factors hold for pictures of any size; buildings
+need some hundredths. The crop has the photograph's proportions and shows nothing but picture.
+
+Example (verticals that meet above the picture, and a horizon that rises to the right by 1 degree):
+  vindrel straighten tower.jpg -o straight.jpg --vertical -0.04 --rotate -1)";
+
+struct StraightenArguments {
+  std::string photo;
+  std::string output;
+  StraightenOptions options;
+  std::string crop = "optimal";
+  int threads = 1;
+  bool overwrite = false;
+  bool quiet = false;
+  bool noProgress = false;
+};
+
+// "jpeg", "png" or "tiff" by the file's name.
+std::string formatOf(const fs::path &file) {
+  std::string extension = file.extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  if (extension == ".jpg" || extension == ".jpeg") return "jpeg";
+  if (extension == ".png") return "png";
+  if (extension == ".tif" || extension == ".tiff") return "tiff";
+  throw Failure(ExitCode::Usage, file.string() + ": its name does not say what to write; end it in .jpg, .png or .tif");
+}
+
+void checkOutput(const StraightenArguments &arguments, const ImageHeader &photo, const std::string &format) {
+  const bool hasAlpha = photo.channels == 2 || photo.channels == 4;
+  if (format == "jpeg" && (photo.depth != SampleDepth::U8 || hasAlpha)) {
+    throw Failure(ExitCode::Usage, arguments.output + ": JPEG holds 8 bits a sample and no alpha, but " +
+                                       arguments.photo + " has more; end the name in .png or .tif");
+  }
+  std::error_code error;
+  if (fs::equivalent(arguments.output, arguments.photo, error) && !error) {
+    throw Failure(ExitCode::Usage,
+                  arguments.output + ": is the photograph itself, which is never replaced; give another file with -o");
+  }
+  checkTarget(arguments.output, arguments.overwrite);
+}
+
+Straightening prepare(const StraightenArguments &arguments, Size size) {
+  StraightenOptions options = arguments.options;
+  options.crop = arguments.crop == "optimal";
+  Straightening result = prepareStraightening(size, options);
+  if (result.outcome != Straightening::Outcome::Done) {
+    throw Failure(ExitCode::Usage, arguments.photo + ": " + result.message);
+  }
+  return result;
+}
+
+ExitCode runStraighten(const StraightenArguments &arguments) {
+  OIIO::attribute("threads", arguments.threads);
+  const std::string format = formatOf(arguments.output);
+  ImageHeader header = readHeader(arguments.photo);
+  checkOutput(arguments, header, format);
+  const fs::path parent = fs::path(arguments.output).parent_path();
+  OutputFolder folder(parent.empty() ? fs::path(".") : parent);
+
+  ProgressBar bar(!arguments.quiet && !arguments.noProgress);
+  bar.show(0, "reading");
+  const Pixels photo = readUpright(header);
+  throwIfCancelled();
+
+  bar.show(0.3, "straightening");
+  const Straightening straightening = prepare(arguments, header.size);
+  Pixels out(straightening.outputSize, header.channels, header.depth);
+  if (!straightenFrame(straightening, photo.view(), out.mutableView(), arguments.threads)) {
+    throw Failure(ExitCode::Failed, arguments.photo + ": could not be resampled");
+  }
+  throwIfCancelled();
+
+  bar.show(0.7, "writing");
+  if (format != header.format) {
+    header.format = format;
+    header.spec.erase_attribute("compression"); // of the other format
+  }
+  OutputFile file(arguments.output, arguments.overwrite);
+  writeImage(file, out.view(), header);
+  file.finish();
+  throwIfCancelled();
+  file.publish();
+  folder.keep();
+  bar.wipe();
+  if (!arguments.quiet) {
+    const Size size = straightening.outputSize;
+    printLine(arguments.output + "  " + std::to_string(size.width) + " x " + std::to_string(size.height) + " of " +
+              std::to_string(header.size.width) + " x " + std::to_string(header.size.height));
+  }
+  return ExitCode::Done;
+}
+
+} // namespace
+
+Run declareStraighten(CLI::App &options) {
+  const auto arguments = std::make_shared<StraightenArguments>();
+  arguments->threads = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMaxThreads);
+  const CLI::Validator factorRange =
+      CLI::Range(-StraightenOptions::kMaxFactor, StraightenOptions::kMaxFactor).description("");
+  options.add_option("PHOTO", arguments->photo, "The photograph: JPEG, PNG or TIFF")->required();
+  options.add_option("-o,--output", arguments->output, "File to write")->required()->type_name("FILE");
+  options
+      .add_option("--vertical", arguments->options.vertical,
+                  "Tilt that makes verticals parallel, -0.3 to 0.3; negative: they meet above")
+      ->check(factorRange)
+      ->type_name("V")
+      ->capture_default_str();
+  options
+      .add_option("--horizontal", arguments->options.horizontal,
+                  "Tilt that makes horizontals parallel, -0.3 to 0.3; positive: they meet on the left")
+      ->check(factorRange)
+      ->type_name("H")
+      ->capture_default_str();
+  options
+      .add_option("--rotate", arguments->options.degrees,
+                  "Degrees to turn the picture, -360 to 360; positive: anticlockwise")
+      ->check(CLI::Range(-StraightenOptions::kMaxDegrees, StraightenOptions::kMaxDegrees).description(""))
+      ->type_name("DEG")
+      ->capture_default_str();
+  options
+      .add_option("--crop", arguments->crop,
+                  "optimal: cut to the photograph's proportions, without empty corners\n"
+                  "none: keep the size, with white corners")
+      ->check(CLI::IsMember({"optimal", "none"}).description(""))
+      ->type_name("CROP")
+      ->capture_default_str();
+  options.add_flag("--pin-to-edge", arguments->options.pinToEdge,
+                   "Look for the crop round the middle of the frame instead of\n"
+                   "the middle of what the picture covers of it");
+  options.add_option("--threads", arguments->threads, "Threads to work with, 1 to 1024")
+      ->check(CLI::Range(1, kMaxThreads).description(""))
+      ->type_name("N")
+      ->capture_default_str();
+  options.add_flag("--overwrite", arguments->overwrite, "Replace an output that exists already");
+  options.add_flag("-q,--quiet", arguments->quiet, "Print nothing but warnings and errors");
+  options.add_flag("--no-progress", arguments->noProgress, "Show no progress bar");
+  options.footer(kHelpEnd);
+  return [arguments] { return runStraighten(*arguments); };
+}
+
+} // namespace vindrel::cli
