@@ -206,7 +206,12 @@ ExitCode runAlign(const AlignArguments &arguments) {
     views.push_back(frame.view());
 
   bar.show(kReadShare, "aligning");
-  const StackEstimate stack = estimate(views, arguments, bar);
+  StackEstimate stack = estimate(views, arguments, bar);
+  if (arguments.crop == "none") {
+    // Whole frames lie on the whole reference, which then keeps its place, and not on the common rectangle's corner.
+    stack.offsetX = 0;
+    stack.offsetY = 0;
+  }
 
   std::vector<OutputFile> files;
   files.reserve(targets.size());
@@ -263,7 +268,7 @@ Run declareAlign(CLI::App &options) {
   options
       .add_option("--crop", arguments->crop,
                   "common: cut to the rectangle that all frames cover\n"
-                  "none: keep the frames' size")
+                  "none: keep the reference's frame; white where others lack")
       ->check(CLI::IsMember({"common", "none"}).description(""))
       ->type_name("CROP")
       ->capture_default_str();

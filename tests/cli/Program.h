@@ -1,0 +1,47 @@
+// The built program as a child process, and folders that vanish with the test.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vindrel::test {
+
+// A new empty folder, removed with everything in it.
+class TemporaryFolder {
+public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder &) = delete;
+  TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+
+  std::filesystem::path operator/(const std::string &name) const { return path_ / name; }
+  const std::filesystem::path &path() const { return path_; }
+
+private:
+  std::filesystem::path path_;
+};
+
+struct Outcome {
+  int exitCode = -1; // 128 + signal when a signal ended it
+  std::string out;
+  std::string err;
+};
+
+struct RunOptions {
+  // Standard error is a terminal. Its output is handed over as it comes, together with the process id.
+  std::function<void(const std::string &errorSoFar, int pid)> onTerminal = {};
+  std::string standardOutput = {}; // write to this file instead of Outcome::out
+  long long fileSizeLimit = -1;    // bytes that the program may write to one file; negative: no limit
+};
+
+Outcome runVindrel(const std::vector<std::string> &arguments, const RunOptions &options = {});
+
+// Names in the folder, hidden ones included, sorted.
+std::vector<std::string> namesIn(const std::filesystem::path &folder);
+
+std::string readBytes(const std::filesystem::path &path);
+void writeBytes(const std::filesystem::path &path, const std::string &bytes);
+
+} // namespace vindrel::test
