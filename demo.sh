@@ -38,6 +38,7 @@ if command -v ccache >/dev/null; then
   launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 fi
 mkdir -p build
+[ -x build/demo/cli/vindrel ] || echo "building, which takes a few minutes the first time (build/demo.log)"
 if ! { cmake -S . -B build/demo -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF "${launcher[@]}" &&
   cmake --build build/demo --target vindrel_cli; } >build/demo.log 2>&1; then
   cat build/demo.log >&2

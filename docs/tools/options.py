@@ -7,12 +7,17 @@ import re
 import subprocess
 import sys
 
-# A name after "--", at the beginning of a word; CLI11 writes long names in lower case with hyphens.
+# In the manual page: one or two hyphens at the beginning of a word.
 OPTION = re.compile(r"(?<![\w-])--[a-z][a-z-]*|(?<![\w-])-[a-z](?![\w-])")
 
 
 def helpText(program, *arguments):
     return subprocess.run([program, *arguments, "--help"], check=True, capture_output=True, text=True).stdout
+
+
+def offeredIn(text):
+    """The options that a help text lists, and not those of its examples."""
+    return {option for names in re.findall(r"^  (-\S+)", text, flags=re.M) for option in names.split(",")}
 
 
 def main():
@@ -26,7 +31,7 @@ def main():
     if not commands:
         problems.append("the help names no commands")
     documented = set(OPTION.findall(manual))
-    offered = {"-h", "--help"} | set(OPTION.findall(overview))
+    offered = offeredIn(overview)
     for command in commands:
         if not re.search(r"^\.B vindrel %s$" % command, manual, flags=re.M):
             problems.append("the manual page has no synopsis of 'vindrel %s'" % command)
@@ -35,7 +40,7 @@ def main():
             problems.append("the manual page has no options of '%s'" % command)
             continue
         section = manual.split(heading, 1)[1].split("\n.SH ", 1)[0]
-        ofCommand = set(OPTION.findall(helpText(program, command))) - {"-h", "--help"}
+        ofCommand = offeredIn(helpText(program, command)) - {"-h", "--help"}
         offered |= ofCommand
         problems += ["%s %s: not in the manual page" % (command, option)
                      for option in sorted(ofCommand - set(OPTION.findall(section)))]
