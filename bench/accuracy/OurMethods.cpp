@@ -7,13 +7,14 @@
 namespace vindrel::accuracy {
 namespace {
 
-StackResult runOurs(const Bracket &bracket, Model model, const std::string &name) {
+StackResult runOurs(const Bracket &bracket, Model model, bool polish, const std::string &name) {
   std::vector<ImageView> views;
   for (int i = 0; i < static_cast<int>(bracket.frames.size()); ++i)
     views.push_back(bracket.view(i));
   const double start = threadSeconds();
   StackOptions options;
   options.model = model;
+  options.polish = polish;
   options.threads = 1;
   const StackEstimate estimate = estimateStack(views, options);
   StackResult result;
@@ -31,10 +32,11 @@ StackResult runOurs(const Bracket &bracket, Model model, const std::string &name
 } // namespace
 
 MethodGroup ourMethods() {
-  const std::vector<std::string> names = {"vindrel perspective", "vindrel affine"};
+  const std::vector<std::string> names = {"vindrel perspective", "vindrel affine polished", "vindrel affine"};
   return {names, "vindrel: the library with one thread and its default settings.", [names](const Bracket &bracket) {
-            return std::vector<StackResult>{runOurs(bracket, Model::Perspective, names[0]),
-                                            runOurs(bracket, Model::Affine, names[1])};
+            return std::vector<StackResult>{runOurs(bracket, Model::Perspective, false, names[0]),
+                                            runOurs(bracket, Model::Affine, true, names[1]),
+                                            runOurs(bracket, Model::Affine, false, names[2])};
           }};
 }
 
