@@ -19,9 +19,17 @@ constexpr int kErrorGridRows = 7;
 // smaller one observed over few pairs is luck. Squared pixels.
 constexpr double kRoundingVariance = 2.0 / 12.0;
 
-constexpr std::size_t parametersOf(LinkModel model) {
-  return model == LinkModel::Affine ? 6 : 8;
-}
+constexpr std::size_t kAffineParameters = 6;
+constexpr std::size_t kPerspectiveParameters = 8;
+// Two more parameters lower the sum of squares by about twice the residuals' variance when there is nothing for them to
+// explain; by more than this many times it once in ten thousand.
+constexpr double kSignificantGain = 20.0;
+
+// Of the many pairs a tile offers, those of least descriptor distance are kept, and they are the ones whose
+// displacement happens to be near whole pixels. Where a frame turned or stretched, every fraction occurs somewhere and
+// that evens out; where it only slid, all pairs err the same way. Pixels, one standard deviation, for a displacement
+// that is the same all over the frame; fades out as it comes to vary by a whole pixel.
+constexpr double kWholePixelBias = 0.15;
 
 // The derivative of a mapped point by the transform's parameters, in coordinates centred on the frame and scaled to
 // about 1. Transforms are near-isometric: the mapped point itself stands in for the denominator's effect on it.
@@ -47,6 +55,42 @@ double dot(const NormalEquations::Vector &a, const NormalEquations::Vector &b, s
   return std::inner_product(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(count), b.begin(), 0.0);
 }
 
+// How far the transform is from the least-squares fit of its own inliers, to first order, and what the residuals leave
+// open of that fit: both are errors of the transform. Root mean square over the grid, pixels.
+double averageError(const NormalEquations &equations, double residualVariance, const FrameJacobian &jacobian,
+                    const Trans8 &transform, Size frame) {
+  const NormalEquations::Vector step = equations.solution();
+  double sum = 0;
+  for (int row = 0; row < kErrorGridRows; ++row) {
+    for (int column = 0; column < kErrorGridColumns; ++column) {
+      const double x = frame.width * static_cast<double>(column) / (kErrorGridColumns - 1);
+      const double y = frame.height * static_cast<double>(row) / (kErrorGridRows - 1);
+      const FrameJacobian::Rows rows = jacobian.at(x, y, mapPerspectiveD(transform.data(), x, y));
+      const double biasX = dot(rows.x, step, equations.unknowns());
+      const double biasY = dot(rows.y, step, equations.unknowns());
+      const double variance = equations.variance(rows.x) + equations.variance(rows.y);
+      sum += biasX * biasX + biasY * biasY + residualVariance * variance;
+    }
+  }
+  return std::sqrt(sum / (kErrorGridRows * kErrorGridColumns));
+}
+
+// How much the displacement varies over the frame's corners, in the axis where it varies less. Pixels.
+double displacementRange(const Trans8 &transform, Size frame) {
+  double lowX = 0, highX = 0, lowY = 0, highY = 0;
+  const PointD origin = mapPerspectiveD(transform.data(), 0, 0);
+  for (const PointD corner :
+       {PointD{0.0 + frame.width, 0}, PointD{0, 0.0 + frame.height}, PointD{0.0 + frame.width, 0.0 + frame.height}}) {
+    const PointD mapped = mapPerspectiveD(transform.data(), corner.x, corner.y);
+    const double x = mapped.x - corner.x - origin.x, y = mapped.y - corner.y - origin.y;
+    lowX = std::min(lowX, x);
+    highX = std::max(highX, x);
+    lowY = std::min(lowY, y);
+    highY = std::max(highY, y);
+  }
+  return std::min(highX - lowX, highY - lowY);
+}
+
 int cell(double coordinate, int length) {
   return std::clamp(static_cast<int>(coordinate * kCoverageCells / std::max(1, length)), 0, kCoverageCells - 1);
 }
@@ -57,9 +101,9 @@ LinkEvidence measureLink(const PairsView &pairs, const Trans8 &transform, LinkMo
   LinkEvidence evidence;
   evidence.pairs = pairs.count;
   evidence.expectedError = std::numeric_limits<double>::infinity();
-  const std::size_t parameters = parametersOf(model);
   const FrameJacobian jacobian(frame);
-  NormalEquations equations(parameters);
+  NormalEquations own(model == LinkModel::Affine ? kAffineParameters : kPerspectiveParameters);
+  NormalEquations perspective(kPerspectiveParameters);
   std::bitset<kCoverageCells * kCoverageCells> covered;
   double squaredSum = 0;
   for (int i = 0; i < pairs.count; ++i) {
@@ -71,34 +115,26 @@ LinkEvidence measureLink(const PairsView &pairs, const Trans8 &transform, LinkMo
     ++evidence.inliers;
     squaredSum += squared;
     const FrameJacobian::Rows rows = jacobian.at(pairs.xA[i], pairs.yA[i], mapped);
-    equations.add(rows.x, dx);
-    equations.add(rows.y, dy);
+    for (NormalEquations *equations : {&own, &perspective}) {
+      equations->add(rows.x, dx);
+      equations->add(rows.y, dy);
+    }
     covered.set(
         static_cast<std::size_t>(cell(pairs.yA[i], frame.height) * kCoverageCells + cell(pairs.xA[i], frame.width)));
   }
   evidence.coverage = static_cast<double>(covered.count()) / (kCoverageCells * kCoverageCells);
   if (evidence.inliers == 0) return evidence;
   evidence.rms = std::sqrt(squaredSum / evidence.inliers);
-  const int freedom = 2 * evidence.inliers - static_cast<int>(parameters);
-  if (freedom <= 0 || !equations.factor()) return evidence;
+  const int freedom = 2 * evidence.inliers - static_cast<int>(own.unknowns());
+  if (freedom <= 0 || !own.factor()) return evidence;
   const double residualVariance = std::max(squaredSum / freedom, kRoundingVariance);
-  // How far the transform is from the least-squares fit of its own inliers, to first order, and what the residuals
-  // leave open of that fit: both are errors of the transform.
-  const NormalEquations::Vector step = equations.solution();
-  double sum = 0;
-  for (int row = 0; row < kErrorGridRows; ++row) {
-    for (int column = 0; column < kErrorGridColumns; ++column) {
-      const double x = frame.width * static_cast<double>(column) / (kErrorGridColumns - 1);
-      const double y = frame.height * static_cast<double>(row) / (kErrorGridRows - 1);
-      const PointD mapped = mapPerspectiveD(transform.data(), x, y);
-      const FrameJacobian::Rows rows = jacobian.at(x, y, mapped);
-      const double biasX = dot(rows.x, step, parameters);
-      const double biasY = dot(rows.y, step, parameters);
-      sum +=
-          biasX * biasX + biasY * biasY + residualVariance * (equations.variance(rows.x) + equations.variance(rows.y));
-    }
-  }
-  evidence.expectedError = std::sqrt(sum / (kErrorGridRows * kErrorGridColumns));
+  // Where the inliers say that the scene moved in perspective, an affine transform is measured against that: its own
+  // parameters cannot know how far it is from what they cannot express.
+  const bool bent = model == LinkModel::Affine && perspective.factor() &&
+                    perspective.gain() - own.gain() > kSignificantGain * residualVariance;
+  const double random = averageError(bent ? perspective : own, residualVariance, jacobian, transform, frame);
+  const double bias = kWholePixelBias * std::max(0.0, 1.0 - displacementRange(transform, frame));
+  evidence.expectedError = std::hypot(random, bias);
   return evidence;
 }
 

@@ -49,6 +49,17 @@ public:
   // After factor(): the unknowns that the observations ask for.
   Vector solution() const { return solve(gradient_); }
 
+  // After factor(): by how much the solution lowers the sum of the squared residuals.
+  double gain() const {
+    double sum = 0;
+    const Vector half = forward(gradient_);
+    for (std::size_t i = 0; i < unknowns_; ++i)
+      sum += half[i] * half[i];
+    return sum;
+  }
+
+  std::size_t unknowns() const { return unknowns_; }
+
   // After factor(): row * inverse(matrix) * row, the variance of row * unknowns for residuals of variance 1.
   double variance(const Vector &row) const {
     double sum = 0;

@@ -1,6 +1,7 @@
 #include "driver/Verdict.h"
 
 #include "driver/LinkEvidence.h"
+#include "transform/MapPoint.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
@@ -106,6 +107,22 @@ TEST(MeasureLink, SeesATransformThatItsOwnInliersContradict) {
   off[2] += 1.0f;
   const PointPairs pairs = roundedPairs(400, 2, 2000, 1500);
   EXPECT_NEAR(measureLink(pairs.view(), off, LinkModel::Affine, {2000, 1500}).expectedError, 1.0, 0.3);
+}
+
+TEST(MeasureLink, SeesThatAnAffineTransformStandsInForAPerspectiveOne) {
+  // Three pixels of perspective at the right edge; all pairs are inliers of the identity or close to it.
+  const Trans8 truth = {1, 0, 0, 0, 1, 0, 0.075f, 0};
+  PointPairs pairs = roundedPairs(300, 4, 2000, 1500);
+  for (std::size_t i = 0; i < pairs.xA.size(); ++i) {
+    const PointD at = mapPerspectiveD(truth.data(), pairs.xA[i], pairs.yA[i]);
+    pairs.xB[i] = static_cast<int>(std::lround(at.x));
+    pairs.yB[i] = static_cast<int>(std::lround(at.y));
+  }
+  const Trans8 flat = {0.9983f, 0, 0.5f, 0, 0.9994f, 0.5f, 0, 0};
+  const double asAffine = measureLink(pairs.view(), flat, LinkModel::Affine, {2000, 1500}).expectedError;
+  const double asPerspective = measureLink(pairs.view(), flat, LinkModel::Perspective, {2000, 1500}).expectedError;
+  EXPECT_NEAR(asAffine, asPerspective, 0.05);
+  EXPECT_GT(asAffine, 0.4);
 }
 
 TEST(MeasureLink, PredictsALargeErrorWherePairsCoverOnlyACornerOfTheFrame) {
