@@ -13,7 +13,7 @@ namespace vindrel::accuracy {
 namespace {
 
 // ECC starts on a pyramid level of at most this many pixels, where hand-held motion is a pixel or two, and stops on the
-// last level of at most kFinestPixels: its time grows with the pixels, and the next level would multiply it by four.
+// last level of at most kFinestPixels unless the full resolution is asked for: its time grows with the pixels.
 // The coarsest level seeks a shift, the next a shift with rotation, the others the homography: on a level of few pixels
 // eight parameters run away.
 constexpr double kCoarsestPixels = 3e4;
@@ -43,13 +43,13 @@ std::vector<cv::Mat> pyramid(const cv::Mat &grey) {
   return levels;
 }
 
-FrameResult correlate(const std::vector<cv::Mat> &frame, const std::vector<cv::Mat> &brighter) {
+FrameResult correlate(const std::vector<cv::Mat> &frame, const std::vector<cv::Mat> &brighter, bool fullResolution) {
   FrameResult result;
   PlaneMap map = kPlaneIdentity; // frame from brighter, on the current level
   double correlation = 0;
   for (int level = static_cast<int>(frame.size()) - 1; level >= 0; --level) {
     const cv::Mat &image = frame[static_cast<std::size_t>(level)];
-    if (static_cast<double>(image.total()) <= kFinestPixels) {
+    if (fullResolution || static_cast<double>(image.total()) <= kFinestPixels) {
       const int coarseness = static_cast<int>(frame.size()) - 1 - level; // 0 on the coarsest level
       const int motion = coarseness == 0   ? cv::MOTION_TRANSLATION
                          : coarseness == 1 ? cv::MOTION_EUCLIDEAN
@@ -85,14 +85,15 @@ FrameResult correlate(const std::vector<cv::Mat> &frame, const std::vector<cv::M
   return result;
 }
 
-std::vector<StackResult> runCorrelation(const Bracket &bracket, const std::string &name) {
+std::vector<StackResult> runCorrelation(const Bracket &bracket, bool fullResolution, const std::string &name) {
   const double start = threadSeconds();
   const GreyStack stack = greyStack(bracket);
   std::vector<std::vector<cv::Mat>> pyramids;
   for (const cv::Mat &frame : stack.frames)
     pyramids.push_back(pyramid(frame));
   StackResult result = chainStack(stack, [&](int frame, int brighter) {
-    return correlate(pyramids[static_cast<std::size_t>(frame)], pyramids[static_cast<std::size_t>(brighter)]);
+    return correlate(pyramids[static_cast<std::size_t>(frame)], pyramids[static_cast<std::size_t>(brighter)],
+                     fullResolution);
   });
   result.method = name;
   result.seconds = threadSeconds() - start;
@@ -119,12 +120,14 @@ std::vector<StackResult> runMedianThreshold(const Bracket &bracket, const std::s
 
 } // namespace
 
-MethodGroup correlationPeer() {
+MethodGroup correlationPeer(bool fullResolution) {
   const std::string name = "ECC homography";
-  return {
-      {name},
-      "ECC: coarse to fine, up to the pyramid level of at most 0.7 megapixels, for its time; found: correlation 0.7.",
-      [name](const Bracket &bracket) { return runCorrelation(bracket, name); }};
+  const std::string note =
+      fullResolution
+          ? "ECC: coarse to fine; found: correlation 0.7."
+          : "ECC: coarse to fine, up to the pyramid level of at most 0.7 megapixels, for its time (--ecc-full: "
+            "all levels); found: correlation 0.7.";
+  return {{name}, note, [=](const Bracket &bracket) { return runCorrelation(bracket, fullResolution, name); }};
 }
 
 MethodGroup medianThresholdPeer() {

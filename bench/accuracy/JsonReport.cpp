@@ -55,11 +55,12 @@ void writeSummary(std::FILE *file, const std::vector<std::string> &methods, cons
     for (const Timing &timing : measured.timings)
       seconds += timing.method == method ? timing.seconds : 0;
     std::fprintf(file,
-                 "%s    {\"method\": %s, \"frames\": %d, \"found\": %d, \"lost\": %d, \"wrong\": %d, \"median\": %s, "
+                 "%s    {\"method\": %s, \"frames\": %d, \"found\": %d, \"lost\": %d, \"overcautious\": %d, \"wrong\": "
+                 "%d, \"median\": %s, "
                  "\"percentile95\": %s, \"largest\": %s, \"under1\": %d, \"under05\": %d, \"seconds\": %s}",
-                 separator, quoted(method).c_str(), s.frames, s.found, s.lost, s.wrong, number(s.median).c_str(),
-                 number(s.percentile95).c_str(), number(s.largest).c_str(), s.aligned, s.wellAligned,
-                 number(seconds).c_str());
+                 separator, quoted(method).c_str(), s.frames, s.found, s.lost, s.overcautious, s.wrong,
+                 number(s.median).c_str(), number(s.percentile95).c_str(), number(s.largest).c_str(), s.aligned,
+                 s.wellAligned, number(seconds).c_str());
     separator = ",\n";
   }
   std::fprintf(file, "\n  ],\n");

@@ -38,7 +38,7 @@ MethodGroup ourMethods();
 MethodGroup siftPeers();
 MethodGroup orbPeers();
 MethodGroup medianThresholdPeer();
-MethodGroup correlationPeer();
+MethodGroup correlationPeer(bool fullResolution); // true: several times slower and more exact
 
 // Processor time of the calling thread, seconds: on a busy machine the wall clock would measure the others.
 double threadSeconds();

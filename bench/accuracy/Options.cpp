@@ -12,11 +12,12 @@ constexpr const char *kHelp =
     R"(bench_accuracy: places the frames of simulated brackets and prints how far off each method is.
 
   --quick               a small subset of small stacks, under a minute
-  --megapixels M        reduce the photographs to at most M megapixels (default 2.5; 0.6 with --quick)
+  --megapixels M        reduce the photographs to at most M megapixels (default 2.5; 1.2 with --quick)
   --full-size           do not reduce the photographs
   --both-depths         every bracket with 8 and with 16 bits (default: they take turns)
   --only KEY=V[,V...]   only stacks with photo (part of the name), motion (shift, affine, perspective), frames, ev or
                         depth of the given values, or only methods with the given parts of names
+  --ecc-full            let ECC go on to the full resolution, which takes it several times as long
   --photo FILE          measure on this photograph; may be repeated
   --photos DIR          where the chosen photographs are (default /usr/share/backgrounds)
   --seed S              seed of motion and noise (default 1)
@@ -25,7 +26,7 @@ constexpr const char *kHelp =
   --check               exit with 1 unless the results are sane
 )";
 
-constexpr double kDefaultQuickMegapixels = 0.6;
+constexpr double kDefaultQuickMegapixels = 1.2;
 
 template <class Number>
 bool parseNumber(std::string_view text, Number low, Number high, Number *number) {
@@ -77,6 +78,8 @@ std::optional<Options> parseOptions(int argc, char **argv, int *exitCode) {
       options.quick = true;
     } else if (name == "--both-depths") {
       options.bothDepths = true;
+    } else if (name == "--ecc-full") {
+      options.fullEcc = true;
     } else if (name == "--check") {
       options.check = true;
     } else if (name == "--full-size") {

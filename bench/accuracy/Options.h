@@ -16,6 +16,7 @@ struct Options {
   std::uint64_t seed = 1;
   bool quick = false;
   bool bothDepths = false;
+  bool fullEcc = false; // ECC on all levels of its pyramid
   bool check = false;   // fail unless the results are sane
   std::string jsonFile; // none when empty
   // Empty: all.

@@ -32,9 +32,11 @@ StackResult runOurs(const Bracket &bracket, Model model, bool polish, const std:
 } // namespace
 
 MethodGroup ourMethods() {
-  const std::vector<std::string> names = {"vindrel perspective", "vindrel affine polished", "vindrel affine"};
-  return {names, "vindrel: the library with one thread and its default settings.", [names](const Bracket &bracket) {
-            return std::vector<StackResult>{runOurs(bracket, Model::Perspective, false, names[0]),
+  const std::vector<std::string> names = {"vindrel perspective", "vindrel affine", "vindrel affine, unpolished"};
+  return {names,
+          "vindrel: with one thread; otherwise as the program sets it. Unpolished: the transforms of rt_align().",
+          [names](const Bracket &bracket) {
+            return std::vector<StackResult>{runOurs(bracket, Model::Perspective, true, names[0]),
                                             runOurs(bracket, Model::Affine, true, names[1]),
                                             runOurs(bracket, Model::Affine, false, names[2])};
           }};

@@ -22,6 +22,7 @@ Statistics statisticsOf(const std::vector<Row> &rows, const std::function<bool(c
     ++statistics.frames;
     if (!row.found) {
       ++statistics.lost;
+      statistics.overcautious += row.error < kAlignedPixels;
       continue;
     }
     ++statistics.found;

@@ -15,10 +15,11 @@ constexpr double kWellAlignedPixels = 0.5;
 struct Statistics {
   int frames = 0;
   int found = 0;
-  int lost = 0;        // not found, and said so
-  int wrong = 0;       // said to be found, but not aligned
-  int aligned = 0;     // found and under kAlignedPixels
-  int wellAligned = 0; // found and under kWellAlignedPixels
+  int lost = 0;         // not found, and said so
+  int overcautious = 0; // of the lost, those that lie under kAlignedPixels all the same
+  int wrong = 0;        // said to be found, but not aligned
+  int aligned = 0;      // found and under kAlignedPixels
+  int wellAligned = 0;  // found and under kWellAlignedPixels
   // Of the errors of the frames found, pixels; not numbers when none was.
   double median = 0;
   double percentile95 = 0;

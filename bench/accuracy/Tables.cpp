@@ -31,14 +31,14 @@ double percent(int part, int whole) {
 }
 
 void printHeader(const std::string &title, bool withTime) {
-  std::printf("\n%-32s %6s %6s %5s %6s %8s %8s %8s %8s %7s%s\n", title.c_str(), "frames", "found", "lost", "wrong",
-              "median", "95 %", "largest", "<0.5 px", "<1 px", withTime ? "  s/frame" : "");
+  std::printf("\n%-34s %6s %6s %5s %6s %6s %8s %8s %8s %8s %7s%s\n", title.c_str(), "frames", "found", "lost", "(good)",
+              "wrong", "median", "95 %", "largest", "<0.5 px", "<1 px", withTime ? "  s/frame" : "");
 }
 
 void printLine(const std::string &label, const Statistics &s, double secondsPerFrame) {
-  std::printf("%-32s %6d %6d %5d %6d %8s %8s %8s %7.1f%% %6.1f%%", label.c_str(), s.frames, s.found, s.lost, s.wrong,
-              pixels(s.median).c_str(), pixels(s.percentile95).c_str(), pixels(s.largest).c_str(),
-              percent(s.wellAligned, s.frames), percent(s.aligned, s.frames));
+  std::printf("%-34s %6d %6d %5d %6d %6d %8s %8s %8s %7.1f%% %6.1f%%", label.c_str(), s.frames, s.found, s.lost,
+              s.overcautious, s.wrong, pixels(s.median).c_str(), pixels(s.percentile95).c_str(),
+              pixels(s.largest).c_str(), percent(s.wellAligned, s.frames), percent(s.aligned, s.frames));
   if (secondsPerFrame >= 0) std::printf(" %9.2f", secondsPerFrame);
   std::printf("\n");
 }

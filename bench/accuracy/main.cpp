@@ -22,7 +22,8 @@ constexpr int kNothingToMeasure = 77; // what CTest takes for skipped
 
 // Groups with a method that is asked for; the others of such a group come along.
 std::vector<MethodGroup> chosenGroups(const Options &options) {
-  std::vector<MethodGroup> groups = {ourMethods(), siftPeers(), orbPeers(), correlationPeer(), medianThresholdPeer()};
+  std::vector<MethodGroup> groups = {ourMethods(), siftPeers(), orbPeers(), correlationPeer(options.fullEcc),
+                                     medianThresholdPeer()};
   const auto asked = [&](const std::string &name) {
     return options.onlyMethod.empty() ||
            std::any_of(options.onlyMethod.begin(), options.onlyMethod.end(),
