@@ -34,19 +34,23 @@ ShiftCrop cropForShifts(const ShiftEstimate &estimate, Size frameSize, bool full
 
 void copyShifted(const ImageView &frame, const FrameShift &shift, const ShiftCrop &crop, const MutableImageView &out) {
   const auto [outWidth, outHeight] = crop.outputSize;
-  const std::int64_t left = std::int64_t{shift.x} - crop.minX; // never negative
+  const std::int64_t left = std::int64_t{shift.x} - crop.minX;
   const std::int64_t top = std::int64_t{shift.y} - crop.minY;
-  const std::int64_t covered = std::clamp<std::int64_t>(frame.size.width - left, 0, outWidth);
+  const std::int64_t begin = std::clamp<std::int64_t>(-left, 0, outWidth); // covered columns: begin to end
+  const std::int64_t end = std::clamp<std::int64_t>(frame.size.width - left, begin, outWidth);
   const std::int64_t pixelBytes = bytesOf(frame, frame.channels);
+  const auto bytesOfPixels = [pixelBytes](std::int64_t n) { return static_cast<std::size_t>(n * pixelBytes); };
   for (int y = 0; y < outHeight; ++y) {
     std::uint8_t *row = rowBytes(out, y);
-    std::int64_t copied = 0;
-    if (y + top < frame.size.height && covered > 0) {
-      copied = covered * pixelBytes;
-      const std::uint8_t *source = rowBytes(frame, static_cast<int>(y + top)) + left * pixelBytes;
-      if (source != row) std::memmove(row, source, static_cast<std::size_t>(copied));
+    if (begin == end || y + top < 0 || y + top >= frame.size.height) {
+      std::memset(row, kWhiteByte, bytesOfPixels(outWidth));
+      continue;
     }
-    std::memset(row + copied, kWhiteByte, static_cast<std::size_t>(outWidth * pixelBytes - copied));
+    const std::uint8_t *source = rowBytes(frame, static_cast<int>(y + top)) + (left + begin) * pixelBytes;
+    std::uint8_t *covered = row + begin * pixelBytes;
+    if (source != covered) std::memmove(covered, source, bytesOfPixels(end - begin));
+    std::memset(row, kWhiteByte, bytesOfPixels(begin));
+    std::memset(row + end * pixelBytes, kWhiteByte, bytesOfPixels(outWidth - end));
   }
 }
 

@@ -116,6 +116,19 @@ private:
   BuiltPyramid reference_, moving_;
 };
 
+// A step for each frame that is looked at and for each pair that is compared.
+class Steps {
+public:
+  Steps(const Progress &progress, int total) : progress_(progress), total_(total) {}
+  // False when cancelled.
+  bool next() { return progress_.report(static_cast<double>(++done_) / total_); }
+
+private:
+  const Progress &progress_;
+  int total_;
+  int done_ = 0;
+};
+
 // Compares a frame with its partner, whose position is known, at one pixel count for both.
 void placeFrame(PairSearch &search, std::span<const ImageView> frames, int partner, int frame, std::int64_t count,
                 ShiftEstimate &estimate) {
@@ -142,7 +155,7 @@ void placeFrame(PairSearch &search, std::span<const ImageView> frames, int partn
 }
 
 Status searchChain(std::span<const ImageView> frames, const std::uint32_t *histograms, const Brightness *brightness,
-                   const PercentileCounts &counts, ShiftEstimate &estimate) {
+                   const PercentileCounts &counts, Steps &steps, ShiftEstimate &estimate) {
   PairSearch search;
   if (!search.allocate(frames[0].size, estimate.levels)) return Status::OutOfMemory;
   const int *order = estimate.order.data();
@@ -155,6 +168,7 @@ Status searchChain(std::span<const ImageView> frames, const std::uint32_t *histo
   if (count != counts.low && brightness[order[1]].target != counts.half) count = brightness[order[1]].target;
   count = adjusted(order[1], count);
   placeFrame(search, frames, order[1], order[0], count, estimate);
+  if (!steps.next()) return Status::Cancelled;
 
   for (int k = 1; k + 1 < estimate.count; ++k) {
     std::int64_t next = brightness[order[k]].target;
@@ -162,6 +176,7 @@ Status searchChain(std::span<const ImageView> frames, const std::uint32_t *histo
     // The first chained pair takes over the adjusted count of the pair before it where the target is that very count.
     if (k > 1 || next != count) count = adjusted(order[k], next);
     placeFrame(search, frames, order[k], order[k + 1], count, estimate);
+    if (!steps.next()) return Status::Cancelled;
   }
   return Status::Ok;
 }
@@ -193,7 +208,16 @@ int searchLevels(Size size, float searchFraction) {
   return levels < withPixels ? static_cast<int>(levels) : withPixels;
 }
 
-ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFraction) {
+float fractionForShift(Size size, int shift) {
+  if (shift <= 0) return 0;
+  int levels = 1;
+  while ((std::int64_t{1} << levels) - 1 <= shift)
+    ++levels;
+  // Halfway to the next level: the logarithm is truncated and its argument rounded, and neither may cost a level.
+  return static_cast<float>(std::ldexp(1.5, levels + 1) / size.width);
+}
+
+ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFraction, const Progress &progress) {
   ShiftEstimate estimate;
   estimate.count = static_cast<int>(frames.size());
   const std::size_t n = frames.size();
@@ -205,11 +229,13 @@ ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFrac
   std::fill(estimate.shifts.begin(), estimate.shifts.end(), FrameShift{});
   if (n == 0) return estimate;
 
+  Steps steps(progress, 2 * estimate.count - 1);
   const PercentileCounts counts = percentileCounts(packedSamples(frames[0].size, 1));
   for (std::size_t i = 0; i < n; ++i) {
     std::uint32_t *histogram = histograms.data() + i * kGreyLevels;
     greyHistogram(frames[i], histogram);
     brightness[i] = brightnessOf(histogram, counts);
+    if (!steps.next()) return failed(Status::Cancelled);
   }
   orderByBrightness(brightness.data(), estimate.count, estimate.order.data());
 
@@ -218,7 +244,7 @@ ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFrac
   anchor.trustworthy = true;
   if (n > 1) estimate.levels = searchLevels(frames[0].size, searchFraction);
   if (estimate.levels > 0) {
-    const Status status = searchChain(frames, histograms.data(), brightness.data(), counts, estimate);
+    const Status status = searchChain(frames, histograms.data(), brightness.data(), counts, steps, estimate);
     if (status != Status::Ok) return failed(status);
   }
   findExtent(estimate);

@@ -9,6 +9,7 @@
 
 #include "base/Buffer.h"
 #include "base/ImageView.h"
+#include "base/Progress.h"
 #include "base/Status.h"
 #include "translate/ShiftEvidence.h"
 
@@ -53,7 +54,14 @@ struct ShiftEstimate {
 // with pixels: coarser ones would compare nothing and change no shift.
 int searchLevels(Size size, float searchFraction);
 
-// Frames: of one size, channel count and depth; they need not lie in one block. Runs on the caller's thread.
-ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFraction);
+// A fraction for which searchLevels() gives as few levels as reach beyond `shift` pixels each way, so that a shift of
+// that size does not lie at the edge of the reach: 2^levels - 1 > shift. The reach grows by doubling, so it may be up
+// to twice as far; where the frames are too small for so many levels, it is as far as they have pixels. 0, no search,
+// for shifts of 0 or less.
+float fractionForShift(Size size, int shift);
+
+// Frames: of one size, channel count and depth; they need not lie in one block. Runs on the caller's thread. Progress
+// is reported, and cancellation noticed, after each frame that was looked at and each pair that was compared.
+ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFraction, const Progress &progress = {});
 
 } // namespace vindrel

@@ -1,14 +1,11 @@
 #include "vindrel/AlignStack.h"
 
-#include "driver/Estimate.h"
-#include "driver/TilePass.h"
-#include "driver/Verdict.h"
+#include "translate/ShiftCrop.h"
+#include "vindrel/EstimateSteps.h"
 #include "warp/ThreadedWarp.h"
 #include "warp/Warp.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
 
 namespace vindrel {
 namespace {
@@ -16,46 +13,6 @@ namespace {
 constexpr int kMaxChannels = 4;
 constexpr int kMaxThreads = 1024;
 constexpr int kDefaultShiftDivisor = 10; // without a range, partners may lie a tenth of the frame apart
-
-class ViewFrames final : public FrameSource {
-public:
-  explicit ViewFrames(std::span<const ImageView> frames) : frames_(frames) {}
-  int count() const override { return static_cast<int>(frames_.size()); }
-  FrameFormat format() const override {
-    return {.size = frames_[0].size, .channels = frames_[0].channels, .depth = frames_[0].depth};
-  }
-  ImageView frame(int index) override { return frames_[static_cast<std::size_t>(index)]; }
-
-private:
-  std::span<const ImageView> frames_;
-};
-
-// The standard generator's sequence after srand(0), from a state of its own: the same draws as the flat interface's
-// without touching what the rest of the process draws from.
-class OwnRandom {
-public:
-  OwnRandom() {
-    data_ = {};
-    initstate_r(0, state_, sizeof state_, &data_);
-  }
-  static int next(void *self) {
-    std::int32_t value = 0;
-    random_r(&static_cast<OwnRandom *>(self)->data_, &value);
-    return value;
-  }
-
-private:
-  char state_[128]; // the size that the standard generator uses
-  random_data data_;
-};
-
-// While features are matched the driver counts a tile ahead, which with few tiles overshoots its share.
-struct FeatureProgress {
-  Progress progress;
-  static bool report(void *self, double fraction) {
-    return static_cast<FeatureProgress *>(self)->progress.report(std::min(fraction, kFeatureShare));
-  }
-};
 
 bool sameFormat(const ImageView &a, const ImageView &b) {
   return a.size == b.size && a.channels == b.channels && a.depth == b.depth;
@@ -79,43 +36,12 @@ std::string argumentError(std::span<const ImageView> frames, const StackOptions 
   return {};
 }
 
-StackEstimate::Outcome outcomeOf(Status status) {
-  switch (status) {
-  case Status::Ok:
-    return StackEstimate::Outcome::Done;
-  case Status::Cancelled:
-    return StackEstimate::Outcome::Cancelled;
-  case Status::OutOfMemory:
-    break;
-  }
-  return StackEstimate::Outcome::OutOfMemory;
-}
-
-void describeFrames(const Estimate &estimate, int count, StackEstimate &result) {
-  result.frames.resize(static_cast<std::size_t>(count));
-  result.warpTransforms.resize(static_cast<std::size_t>(count));
-  StackVerdict verdict(estimate.abandoned);
-  for (int rank = 0; rank < count; ++rank) {
-    const auto slot = static_cast<std::size_t>(rank);
-    const std::uint32_t index = estimate.rankOrder[slot];
-    FrameEstimate &frame = result.frames[index];
-    frame.rank = rank;
-    frame.frameFromReference = estimate.frameFromReference[slot];
-    std::copy_n(estimate.transforms.slot(index), estimate.transforms.length(), result.warpTransforms[index].begin());
-    if (rank == 0) {
-      frame.verdict = Verdict::Reference;
-      continue;
-    }
-    const LinkEvidence &evidence = estimate.evidence[slot];
-    frame.pairs = evidence.pairs;
-    frame.inliers = evidence.inliers;
-    frame.rms = evidence.rms;
-    const RankVerdict ranked = verdict.next(evidence, estimate.consensus[slot]);
-    frame.expectedError = ranked.expectedError;
-    frame.verdict = ranked.doubt == Doubt::None ? Verdict::Found : Verdict::NotFound;
-    frame.reason = describe(ranked.doubt);
-  }
-  result.reference = static_cast<int>(estimate.rankOrder[0]);
+bool fitsEstimate(const StackEstimate &estimate, int index, const ImageView &frame, const MutableImageView &out) {
+  return index >= 0 && static_cast<std::size_t>(index) < estimate.frames.size() && frame.samples != nullptr &&
+         frame.size == estimate.frameSize && frame.channels >= 1 &&
+         frame.rowStride >= static_cast<std::int64_t>(frame.size.width) * frame.channels && out.samples != nullptr &&
+         out.size == estimate.outputSize && out.channels == frame.channels && out.depth == frame.depth &&
+         out.rowStride == static_cast<std::int64_t>(out.size.width) * out.channels;
 }
 
 } // namespace
@@ -127,46 +53,37 @@ StackEstimate estimateStack(std::span<const ImageView> frames, const StackOption
     result.outcome = StackEstimate::Outcome::BadArgument;
     return result;
   }
-  const Size size = frames[0].size;
-  ViewFrames source(frames);
-  OwnRandom random;
-  FeatureProgress progress{options.progress};
-  const Estimate estimate = estimateTransforms(
-      source, {.model = options.model == Model::Affine ? LinkModel::Affine : LinkModel::Perspective,
-               .threads = options.threads,
-               .maxShiftX = options.maxShiftX > 0 ? options.maxShiftX : size.width / kDefaultShiftDivisor,
-               .maxShiftY = options.maxShiftY > 0 ? options.maxShiftY : size.height / kDefaultShiftDivisor,
-               .polish = options.polish,
-               .keepFrameSize = !options.cropToCommon,
-               .brightness = ownSamples(frames[0].channels),
-               .random = {.next = OwnRandom::next, .state = &random},
-               .progress = {.function = FeatureProgress::report, .state = &progress}});
-  result.outcome = outcomeOf(estimate.status);
-  if (estimate.status != Status::Ok) return result;
+  StackOptions complete = options;
   result.model = options.model;
-  result.frameSize = size;
-  result.offsetX = estimate.window.offsetX;
-  result.offsetY = estimate.window.offsetY;
-  result.outputSize = estimate.window.size;
-  describeFrames(estimate, static_cast<int>(frames.size()), result);
+  result.frameSize = frames[0].size;
+  if (complete.maxShiftX == 0) complete.maxShiftX = result.frameSize.width / kDefaultShiftDivisor;
+  if (complete.maxShiftY == 0) complete.maxShiftY = result.frameSize.height / kDefaultShiftDivisor;
+  if (options.model == Model::Shift) {
+    estimateByShifts(frames, complete, result);
+  } else {
+    estimateByFeatures(frames, complete, result);
+  }
   return result;
 }
 
 bool warpFrame(const StackEstimate &estimate, int index, const ImageView &frame, const MutableImageView &out,
                int threads) {
-  if (index < 0 || static_cast<std::size_t>(index) >= estimate.warpTransforms.size()) return false;
-  const bool fits = frame.samples != nullptr && frame.size == estimate.frameSize && frame.channels >= 1 &&
-                    frame.rowStride >= static_cast<std::int64_t>(frame.size.width) * frame.channels &&
-                    out.samples != nullptr && out.size == estimate.outputSize && out.channels == frame.channels &&
-                    out.depth == frame.depth &&
-                    out.rowStride == static_cast<std::int64_t>(out.size.width) * out.channels;
-  if (!fits) return false;
+  if (!fitsEstimate(estimate, index, frame, out)) return false;
+  const auto slot = static_cast<std::size_t>(index);
+  if (estimate.model == Model::Shift) {
+    FrameShift shift;
+    shift.x = estimate.pixelShifts[slot].x;
+    shift.y = estimate.pixelShifts[slot].y;
+    copyShifted(frame, shift, {.outputSize = estimate.outputSize, .minX = estimate.offsetX, .minY = estimate.offsetY},
+                out);
+    return true;
+  }
   const WarpJob job{.source = frame,
                     .dstWidth = out.size.width,
                     .offsetX = estimate.offsetX,
                     .offsetY = estimate.offsetY,
                     .transform = {.perspective = estimate.model == Model::Perspective,
-                                  .coefficients = estimate.warpTransforms[static_cast<std::size_t>(index)].data()}};
+                                  .coefficients = estimate.warpTransforms[slot].data()}};
   warpOnThreads(job, out.size.height, std::max(1, threads), out.samples);
   return true;
 }

@@ -1,5 +1,7 @@
 #include "translate/ShiftCrop.h"
 
+#include "support/GuardedBuffer.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
@@ -101,6 +103,32 @@ TEST(ShiftCrop, CopiesAFrameBetweenRowsOfAnyStride) {
   const std::vector<std::uint8_t> expected = {2,  3,  4,  255, 255, 1, 1, 1, 1, 9,  10, 11, 255, 255, 1, 1, 1, 1,
                                               16, 17, 18, 255, 255, 1, 1, 1, 1, 23, 24, 25, 255, 255, 1, 1, 1, 1};
   EXPECT_EQ(out, expected);
+}
+
+TEST(ShiftCrop, FillsWhiteOnEverySideThatAFrameDoesNotReach) {
+  constexpr int kColumns = 6, kRows = 5;
+  std::vector<std::uint16_t> frame(kColumns * kRows * 3);
+  for (std::size_t i = 0; i < frame.size(); ++i)
+    frame[i] = static_cast<std::uint16_t>(i);
+  for (int dx = -8; dx <= 8; ++dx) {
+    for (int dy = -7; dy <= 7; ++dy) {
+      FrameShift shift;
+      shift.x = dx;
+      shift.y = dy;
+      const ImageView view{frame.data(), {kColumns, kRows}, 3, kColumns * 3, SampleDepth::U16};
+      GuardedBuffer<std::uint16_t> out(frame.size());
+      copyShifted(view, shift, {.outputSize = view.size}, {out.data(), view.size, 3, kColumns * 3, SampleDepth::U16});
+      std::vector<std::uint16_t> expected;
+      for (int y = dy; y < dy + kRows; ++y)
+        for (int x = dx; x < dx + kColumns; ++x)
+          for (int c = 0; c < 3; ++c)
+            expected.push_back(x >= 0 && x < kColumns && y >= 0 && y < kRows
+                                   ? frame[static_cast<std::size_t>((y * kColumns + x) * 3 + c)]
+                                   : std::uint16_t{65535});
+      ASSERT_EQ(out.copy(), expected) << dx << ' ' << dy;
+      ASSERT_TRUE(out.guardsIntact());
+    }
+  }
 }
 
 } // namespace

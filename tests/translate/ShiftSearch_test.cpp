@@ -203,6 +203,27 @@ TEST(SearchLevels, NeverGoBeyondLevelsWithPixels) {
   EXPECT_EQ(searchLevels({64, 0}, 1), 0);
 }
 
+TEST(FractionForShift, GivesAsFewLevelsAsReachBeyondTheShift) {
+  for (const int width : {1, 2, 3, 37, 100, 640, 1000, 4001, 30000}) {
+    for (const int height : {1, 50, 3000}) {
+      const Size size = {width, height};
+      const int all = searchLevels(size, 1e9F);
+      for (const int shift : {1, 2, 3, 6, 7, 8, 62, 63, 64, 126, 127, 400, 4095, 100000, 2147483647}) {
+        int fewest = 1;
+        while ((std::int64_t{1} << fewest) - 1 <= shift)
+          ++fewest;
+        EXPECT_EQ(searchLevels(size, fractionForShift(size, shift)), std::min(fewest, all))
+            << width << " x " << height << ", " << shift;
+      }
+    }
+  }
+}
+
+TEST(FractionForShift, IsNoSearchForNoShift) {
+  EXPECT_EQ(fractionForShift({640, 480}, 0), 0);
+  EXPECT_EQ(fractionForShift({640, 480}, -3), 0);
+}
+
 TEST(ShiftSearch, ReportsEveryFailedAllocationAndReleasesTheRest) {
   const auto stack = stackOf<std::uint8_t>(scene(), {{60, 60, 1}, {63, 60, 0.5}, {58, 66, 2}}, 80, 60, 3);
   const auto frames = viewsOf(stack, 3, 80, 60, 3);
