@@ -38,6 +38,9 @@ printed one line a frame:
   FILE  reference
   FILE  aligned  N pairs  N inliers  RMS N px
   FILE  NOT ALIGNED (why)  N pairs  N inliers  RMS N px
+and with --model shift, in place of pairs, inliers and RMS, how far the scene lies to the right
+and down of where the reference shows it:
+  FILE  aligned  shift X Y px
 A frame that is not aligned is written all the same, and the exit code is 3. Nothing is written
 when the run fails or is cancelled.
 
@@ -100,6 +103,11 @@ std::vector<TruthFrame> truthOf(const AlignArguments &arguments, Size frameSize)
   return frames;
 }
 
+Model modelNamed(std::string_view name) {
+  if (name == "shift") return Model::Shift;
+  return name == "affine" ? Model::Affine : Model::Perspective;
+}
+
 bool onProgress(void *state, double fraction) {
   static_cast<ProgressBar *>(state)->show(kReadShare + kEstimateShare * fraction / kEstimateEnd, "aligning");
   return !cancelRequested();
@@ -107,7 +115,7 @@ bool onProgress(void *state, double fraction) {
 
 StackEstimate estimate(const std::vector<ImageView> &views, const AlignArguments &arguments, ProgressBar &bar) {
   StackOptions options;
-  options.model = arguments.model == "affine" ? Model::Affine : Model::Perspective;
+  options.model = modelNamed(arguments.model);
   options.threads = arguments.threads;
   if (const std::optional<MaxShift> shift = parseMaxShift(arguments.maxShift)) {
     options.maxShiftX = shift->x;
@@ -167,7 +175,7 @@ std::vector<FrameReport> reportOf(const AlignArguments &arguments, const StackEs
                                   const std::vector<TruthFrame> &truth) {
   std::vector<FrameReport> reports;
   for (std::size_t i = 0; i < arguments.photos.size(); ++i) {
-    FrameReport report{arguments.photos[i], stack.frames[i], std::nullopt};
+    FrameReport report{arguments.photos[i], stack.frames[i], std::nullopt, stack.model};
     if (!truth.empty()) {
       const PlaneMap &reference = truth[static_cast<std::size_t>(stack.reference)].frameFromScene;
       const PlaneMap should = frameFromReference(truth[i].frameFromScene, reference);
@@ -248,14 +256,18 @@ Run declareAlign(CLI::App &options) {
   options.add_option("-o,--output", arguments->folder, "Folder to write to; made if it is missing")
       ->required()
       ->type_name("DIR");
-  options.add_option("--model", arguments->model, "How frames may differ: affine or perspective")
-      ->check(CLI::IsMember({"affine", "perspective"}).description(""))
+  options
+      .add_option("--model", arguments->model,
+                  "How frames may differ: shift, affine or perspective\n"
+                  "shift: by whole pixels, as from a tripod; nothing is resampled")
+      ->check(CLI::IsMember({"shift", "affine", "perspective"}).description(""))
       ->type_name("MODEL")
       ->capture_default_str();
   options
       .add_option("--max-shift", arguments->maxShift,
                   "Farthest that frames may lie apart, in pixels; X alone: both ways\n"
                   "Between frames next to each other in brightness\n"
+                  "With --model shift, the larger number holds both ways\n"
                   "[a tenth of the frame]")
       ->check([](const std::string &text) {
         return parseMaxShift(text) ? std::string() : "takes pixels as X or X,Y, each at least 1, not " + text;

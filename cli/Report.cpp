@@ -16,6 +16,17 @@ std::string fixed(double value, int decimals) {
   return text;
 }
 
+std::string evidenceText(const FrameEstimate &estimate, Model model) {
+  if (model == Model::Shift) {
+    char text[64];
+    std::snprintf(text, sizeof text, "shift %+.0f %+.0f px", estimate.frameFromReference[2],
+                  estimate.frameFromReference[5]);
+    return text;
+  }
+  return std::to_string(estimate.pairs) + " pairs  " + std::to_string(estimate.inliers) + " inliers  RMS " +
+         fixed(estimate.rms, 3) + " px";
+}
+
 std::string verdictText(const FrameEstimate &estimate) {
   switch (estimate.verdict) {
   case Verdict::Reference:
@@ -35,10 +46,7 @@ std::string frameLine(const FrameReport &frame, int photoWidth) {
   std::string line = frame.photo;
   line.resize(std::max(line.size(), static_cast<std::size_t>(std::max(photoWidth, 0))), ' ');
   line += "  " + verdictText(estimate);
-  if (estimate.verdict != Verdict::Reference) {
-    line += "  " + std::to_string(estimate.pairs) + " pairs  " + std::to_string(estimate.inliers) + " inliers  RMS " +
-            fixed(estimate.rms, 3) + " px";
-  }
+  if (estimate.verdict != Verdict::Reference) line += "  " + evidenceText(estimate, frame.model);
   if (frame.cornerError) line += "  corner error " + fixed(*frame.cornerError, 3) + " px";
   return line;
 }

@@ -14,10 +14,14 @@ struct FrameReport {
   std::string photo; // as given on the command line
   FrameEstimate estimate;
   std::optional<double> cornerError; // pixels, where the truth is known
+  Model model = Model::Perspective;
 };
 
 // The line of one frame, without its end:
 //   b.jpg  aligned  412 pairs  377 inliers  RMS 0.412 px  corner error 0.213 px
+// A shift rests on no pairs; in their place stands how much farther right and down the scene lies than in the
+// reference:
+//   b.jpg  aligned  shift +12 -3 px  corner error 0.213 px
 // photoWidth: the columns that the names take up, so that the lines of a stack stand under each other.
 std::string frameLine(const FrameReport &frame, int photoWidth);
 

@@ -31,7 +31,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Misuse{{}, "Usage: vindrel"}, Misuse{{"merge"}, "merge: no such command"},
                     Misuse{{"align"}, "PHOTO"}, Misuse{{"align", "a.jpg"}, "--output"},
                     Misuse{{"align", "-o", "out"}, "PHOTO"},
-                    Misuse{{"align", "a.jpg", "-o", "out", "--model", "shift"}, "--model"},
+                    Misuse{{"align", "a.jpg", "-o", "out", "--model", "spin"}, "--model"},
                     Misuse{{"align", "a.jpg", "-o", "out", "--crop", "all"}, "--crop"},
                     Misuse{{"align", "a.jpg", "-o", "out", "--threads", "0"}, "--threads"},
                     Misuse{{"align", "a.jpg", "-o", "out", "--threads", "1025"}, "--threads"},

@@ -33,6 +33,16 @@ TEST(FrameLine, OfALostFrameSaysNotAlignedAndWhy) {
   EXPECT_EQ(frameLine({"c.jpg", lost, {}}, 0), "c.jpg  NOT ALIGNED (too few pairs)  7 pairs  3 inliers  RMS 1.000 px");
 }
 
+TEST(FrameLine, OfAShiftedFrameTellsTheShiftInPlaceOfPairs) {
+  FrameEstimate found = estimate(Verdict::Found);
+  found.frameFromReference = {1, 0, 12, 0, 1, -3, 0, 0, 1};
+  EXPECT_EQ(frameLine({"b.jpg", found, 0.5, Model::Shift}, 0),
+            "b.jpg  aligned  shift +12 -3 px  corner error 0.500 px");
+  FrameEstimate lost = estimate(Verdict::NotFound, 0, 0, 0, "why");
+  EXPECT_EQ(frameLine({"c.jpg", lost, {}, Model::Shift}, 0), "c.jpg  NOT ALIGNED (why)  shift +0 +0 px");
+  EXPECT_EQ(frameLine({"a.jpg", estimate(Verdict::Reference), {}, Model::Shift}, 0), "a.jpg  reference");
+}
+
 TEST(FrameLine, EndsWithTheCornerErrorWhereTheTruthIsKnown) {
   EXPECT_EQ(frameLine({"a.jpg", estimate(Verdict::Reference), 0.0}, 0), "a.jpg  reference  corner error 0.000 px");
 }
