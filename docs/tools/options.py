@@ -1,4 +1,4 @@
-"""The manual page of the program names the options and commands that its help texts name, and no others.
+"""The manual page of the program names the options and commands that its help texts name, and no others, each once.
 
 usage: options.py PROGRAM MANUAL_PAGE
 """
@@ -33,11 +33,12 @@ def main():
     documented = set(OPTION.findall(manual))
     offered = offeredIn(overview)
     for command in commands:
-        if not re.search(r"^\.B vindrel %s$" % command, manual, flags=re.M):
-            problems.append("the manual page has no synopsis of 'vindrel %s'" % command)
+        synopses, descriptions = manual.split("\n.SH DESCRIPTION\n", 1)
+        if synopses.count("\n.B vindrel %s\n" % command) != 1:
+            problems.append("the manual page does not have one synopsis of 'vindrel %s'" % command)
         heading = ".SH OPTIONS OF %s\n" % command.upper()
-        if heading not in manual:
-            problems.append("the manual page has no options of '%s'" % command)
+        if descriptions.count(heading) != 1:
+            problems.append("the manual page does not have one section of the options of '%s'" % command)
             continue
         section = manual.split(heading, 1)[1].split("\n.SH ", 1)[0]
         ofCommand = offeredIn(helpText(program, command)) - {"-h", "--help"}
