@@ -45,8 +45,8 @@
  * `channels` samples a pixel, each an unsigned 8-bit value or an unsigned 16-bit value in the machine's byte order, as
  * an argument for the bits a sample says (8 or 16). A row stride or an element offset counts samples and not bytes;
  * where there is no stride argument, rows follow each other without padding. A stack is one block, image after image.
- * A grey image has one byte a pixel: (54 r + 183 g + 19 b) >> 8 of the first three samples, of which 16-bit images
- * contribute the high byte.
+ * A grey image has one byte a pixel: (54 r + 183 g + 19 b) >> 8, of which 16-bit images contribute the high byte. Each
+ * function says which samples it takes for r, g and b when there are not three a pixel.
  *
  * @par Coordinates
  * Pixels, with the origin at the centre of the top-left pixel, x to the right and y downward: the sample of column 3,
@@ -116,8 +116,8 @@ typedef struct { float x, y; } PointF;
  * @param cancel   Points to 0. Set it to another value and the call ends as soon as it can, with -1000.
  * @param fraction The part done, 0 to 1.
  *
- * The calling thread or a thread of the call's own OpenMP team calls it, never two at once; it must neither throw nor
- * leave by longjmp().
+ * The calling thread or a thread of the call's own OpenMP team calls it, never two at once. It must not leave by
+ * longjmp(); an exception out of it counts as a request to stop.
  */
 typedef void (*ProgressCallback)(int *cancel, double fraction);
 
@@ -245,7 +245,8 @@ extern int pinToEdge;
  * @param perspective  0: affine transforms; other values: perspective ones.
  * @param nImages    Images in the stack. One is warped by the identity.
  * @param width,height,channels  Of every image: pixels, pixels, samples a pixel.
- * @param bitsPerSample  8 or 16. With any other value nothing is done: outSize is set to the images' size, the result 0.
+ * @param bitsPerSample  8 or 16. With any other value nothing is done: outSize is set to the images' size, and 0
+ *                   returned.
  * @param outSize    Two ints. In: outSize[0] = 1 keeps the size of the images, and the border shows white where an
  *                   image does not reach. Out, on success: width and height of the output images.
  * @param images     nImages x width x height x channels samples, image after image, rows packed. Holds the output
@@ -286,8 +287,8 @@ void matrix_mult(int n, const float *A, const float *B, float *C);
  * whatever the channel count; 16-bit samples count with their high byte. With one or two channels s1 and s2 are the
  * next pixels' samples, and past the block's end its last one.
  *
- * @param nImages,width,height,channels,bitsPerSample,images  The stack, as for rt_align(); only read. With a depth other
- *                   than 8 and 16, or a height below 1, all sums are 0.
+ * @param nImages,width,height,channels,bitsPerSample,images  The stack, as for rt_align(); only read. With a depth
+ *                   other than 8 and 16, or a height below 1, all sums are 0.
  * @param scores     nImages floats: the mean brightness of each image, in storage order.
  * @param rankOrder  nImages storage indices, the brightest first; equal ones in storage order.
  * @return nImages; 0 when it is below 1 (nothing is written); -4 when memory ran out.
@@ -696,8 +697,8 @@ int  calc_diff8trans(int nParams, int nPts, const float *params, int first, cons
 /**
  * The perspective transform that most matched pairs agree on: random samples anchored on each of the best pairs in
  * turn, implausible candidates refused, agreement counted within 2 pixels, and the pairs that agree with the best
- * candidate fitted by least squares (M. Fischler, R. Bolles: Random Sample Consensus, CACM 24(6), 1981; local refinement
- * after O. Chum, J. Matas, J. Kittler: Locally Optimized RANSAC, DAGM 2003).
+ * candidate fitted by least squares (M. Fischler and R. Bolles, see find_at7(); local refinement after O. Chum, J.
+ * Matas and J. Kittler, "Locally optimized RANSAC", DAGM 2003).
  *
  * Repeats exactly for a fixed number of threads; the draws for an anchor depend on its place in its thread's share, so
  * another number may give a slightly different transform.
@@ -709,9 +710,9 @@ int  calc_diff8trans(int nParams, int nPts, const float *params, int first, cons
  * @param result        8 floats, written unless memory ran out: maps A onto B; the identity when none was found.
  * @param nThreads      OpenMP threads of the search; below 1 counts as 1.
  * @param records,k,nImages  Not looked at; may be NULL and 0.
- * @param mode          Bit 0 set: samples of three pairs and affine candidates, a hundred an anchor, for pairs that gave
- *                      no perspective transform; clear: samples of four, five an anchor. From 2 on, the last member of a
- *                      sample may repeat another.
+ * @param mode          Bit 0 set: samples of three pairs and affine candidates, a hundred an anchor, for pairs that
+ *                      gave no perspective transform; clear: samples of four, five an anchor. From 2 on, the last
+ *                      member of a sample may repeat another.
  * @param initialGuess  8 floats that the result must stay near (200 pixels and 1 degree at the frame's corners), or
  *                      NULL for anything a hand-held camera can have done.
  * @param flag          One int, set to 1 when the result has too little support to be relied on, otherwise left alone.
@@ -1078,7 +1079,7 @@ int  remplPyram(int width, int height, int channels, int bitDepth, unsigned int 
 /* ---- Straightening --------------------------------------------------------------------------------------- */
 
 /**
- * @brief Corrects tilt and rotation of one image, and crops it.
+ * Corrects tilt and rotation of one image, and crops it.
  *
  * Three corrections are chained and resampled in one go: a tilt of the picture about its horizontal axis, which makes
  * converging verticals parallel; a tilt about its vertical axis, which does the same for horizontals; and a rotation in
@@ -1090,40 +1091,42 @@ int  remplPyram(int width, int height, int channels, int bitDepth, unsigned int 
  * pixels, and strong corrections. docs/straightening.md lists measured cases; the program `vindrel straighten` and the
  * C++ interface replace such crops by ones without fill.
  *
- * @param nThreads threads to warp on; below 2 the caller's thread does it alone. The bytes are the same for any count.
- * @param width,height size of the source, in pixels
- * @param stride samples from the start of one source row to the start of the next
- * @param channels samples a pixel, of source and output
- * @param bitsPerSample 8 or 16
- * @param[in,out] sizeInOut 2 ints. On entry, a first element of 1 switches the crop off: the output then has the
- *   source's size and shows fill wherever the corrected picture does not reach; the second element is not read. On
- *   return, the output's width and height, never more than the source's.
- * @param[in] src pixel (0, 0) of the source
- * @param[out] dst room for width * height pixels, not overlapping the source. Rows are packed: output width * channels
- *   samples each. Nothing is written beyond the output's last row. Pixels without four source neighbours are filled as
- *   by align_with_transf().
- * @param factorV vertical correction, a tilt by 2 pi factorV / height radians. Negative values widen the picture's top,
- *   for lines that converge upwards; positive ones its bottom. At 1 / pi (0.318) the horizon reaches the frame's edge;
- *   useful values lie well below that.
- * @param factorH horizontal correction, a tilt by 2 pi factorH / width radians. Positive values widen the picture's left
- *   side, negative ones its right.
- * @param angle rotation in degrees; positive values turn the picture anticlockwise.
- * @return the number of output rows; 0 for another bitsPerSample, when the size is written but no pixel.
- *
  * When no crop is found, and also when it would be empty or beyond the range of int (factors that are no numbers
- * included), the output is the uncropped picture. Prints to standard output "factorV=%f, factorH=%f\n", "\n" and
+ * included), the output is the uncropped picture. With zero corrections and even sides the transform is the identity;
+ * an odd side loses one pixel's length, because corners are placed at whole pixels from the middle.
+ *
+ * Prints to standard output "factorV=%f, factorH=%f\n", "\n" and
  * "align(%d, %d, %d, %d, %d, %d, %d, %d, %f, %f, %d...)\n" with the numbers 4 (whatever nThreads is), width, height,
  * output width, 0, output height, channels, bitsPerSample, the crop's x and y offset before they are cut to whole
  * pixels, and 1. Reads #pinToEdge. Otherwise keeps no state: several images may be straightened at once. Pointers,
- * stride and sizes are not checked; sides are expected to be below 2^24 pixels. With zero corrections and even sides the
- * transform is the identity; an odd side loses one pixel's length, because corners are placed at whole pixels from the
- * middle.
+ * stride and sizes are not checked; sides are expected to be below 2^24 pixels.
+ *
+ * @param nThreads      Threads to warp on; below 2 the calling thread does it alone. The bytes are the same for any
+ *                      count. See align_with_transf() for threads that cannot be started.
+ * @param width,height  Size of the source, pixels.
+ * @param stride        Samples (not bytes) from the start of one source row to the start of the next.
+ * @param channels      Samples a pixel, of source and output.
+ * @param bitsPerSample 8 or 16.
+ * @param sizeInOut     Two ints. In: sizeInOut[0] = 1 switches the crop off; the output then has the source's size and
+ *                      shows fill wherever the corrected picture does not reach. The other element is not read. Out:
+ *                      width and height of the output, never more than the source's.
+ * @param src           Pixel (0, 0) of the source; only read.
+ * @param dst           Room for width * height pixels, not overlapping the source. Rows are packed: output width *
+ *                      channels samples each. Nothing is written beyond the output's last row. Pixels without four
+ *                      source neighbours are filled as by align_with_transf().
+ * @param factorV       Vertical correction, a tilt by 2 pi factorV / height radians. Negative values widen the
+ *                      picture's top, for lines that converge upwards; positive ones its bottom. At 1 / pi (0.318) the
+ *                      horizon reaches the frame's edge; useful values lie well below that.
+ * @param factorH       Horizontal correction, a tilt by 2 pi factorH / width radians. Positive values widen the
+ *                      picture's left side, negative ones its right.
+ * @param angle         Rotation, degrees; positive values turn the picture anticlockwise.
+ * @return The number of output rows; 0 for another bitsPerSample, when the size is written but no pixel.
  */
 int  straightenImage(int nThreads, int width, int height, int stride, int channels, int bitsPerSample,
                      int *sizeInOut, const void *src, void *dst, float factorV, float factorH, float angle);
 
 /**
- * @brief The crop of a straightened picture: a rectangle of the source's aspect ratio inside the picture's outline.
+ * The crop of a straightened picture: a rectangle of the source's aspect ratio inside the picture's outline.
  *
  * The corners of the source are carried into the output frame by the inverse of the transform. Two diagonals with the
  * source's aspect through a centre hit the outline at four points; the box between them is pushed outwards from each of
@@ -1131,98 +1134,94 @@ int  straightenImage(int nThreads, int width, int height, int stride, int channe
  * is taken. The construction expects each source edge on its own side of the outline: it finds good rectangles up to
  * rotations of some 20 degrees.
  *
- * @param[in] transform 8 floats, from output-frame to source coordinates
- * @param w,h size of the source, in pixels
- * @param[out] cropX,cropY minus the position of the rectangle's upper-left corner in the output frame: what, cut to
- *   whole pixels, align_with_transf() takes as offsets
- * @param[out] cropW,cropH size of the rectangle in pixels, each rounded towards zero. May be 0 or negative where the
- *   outline is folded.
- * @param factorV,factorH only their signs count, and choose the corner that the rectangle shares with the box: its
- *   bottom for a negative factorV, else its top; its left for a negative factorH, else its right.
- * @return 1, or 0 when a diagonal misses the edges or the size does not fit an int; nothing is written then.
- *
- * Reads #pinToEdge: when it is nonzero the centre is the middle of the source frame (w / 2, h / 2, halves cut off),
+ * Reads #pinToEdge: when it is not 0 the centre is the middle of the source frame (w / 2, h / 2, halves cut off),
  * otherwise the middle of the outline as far as it lies in the frame.
+ *
+ * @param transform       8 floats, from output-frame to source coordinates.
+ * @param w,h             Size of the source, pixels.
+ * @param cropX,cropY     Out: minus the position of the rectangle's upper-left corner in the output frame, pixels:
+ *                        what, cut to whole pixels, align_with_transf() takes as offsets.
+ * @param cropW,cropH     Out: size of the rectangle, pixels, each rounded towards zero. May be 0 or negative where the
+ *                        outline is folded.
+ * @param factorV,factorH Only their signs count, and choose the corner that the rectangle shares with the box: its
+ *                        bottom for a negative factorV, else its top; its left for a negative factorH, else its right.
+ * @return 1; 0, with nothing written, when a diagonal misses the edges or the size does not fit an int.
  */
 int  calcOptimalCropRect(const float *transform, int w, int h, float *cropX, float *cropY, int *cropW, int *cropH,
                          float factorV, float factorH);
 
 /**
- * @brief Where the line through points 1 and 2 meets the line through points 3 and 4.
+ * Where the line through points 1 and 2 meets the line through points 3 and 4, in double precision.
  *
- * @param checkFirst nonzero: the meeting point must lie in the bounding box of points 1 and 2, widened by 0.00001
- * @param checkSecond nonzero: the same for points 3 and 4. With both 0 the lines are unbounded.
- * @param[out] outX,outY the meeting point. Written also when a check fails; not when the lines are parallel (the cross
- *   product of their directions is smaller than 0.0000001 in magnitude).
- * @param x1,y1,x2,y2 two points of the first line
- * @param x3,y3,x4,y4 two points of the second line
- * @return 1 when they meet and the checks pass, else 0
+ * @param checkFirst  Not 0: the meeting point must lie in the bounding box of points 1 and 2, widened by 0.00001.
+ * @param checkSecond Not 0: the same for points 3 and 4. With both 0 the lines are unbounded.
+ * @param outX,outY   Out: the meeting point. Written also when a check fails; not when the lines are parallel (the
+ *                    cross product of their directions is smaller than 0.0000001 in magnitude).
+ * @param x1,y1,x2,y2 Two points of the first line.
+ * @param x3,y3,x4,y4 Two points of the second line.
+ * @return 1 when they meet and the checks pass, else 0.
  */
 int  calcIntersection(int checkFirst, int checkSecond, double *outX, double *outY, double x1, double y1,
                       double x2, double y2, double x3, double y3, double x4, double y4);
 
 /**
- * @brief Sets #pinToEdge. Not synchronised: to be called before straightening starts, not while another thread does it.
- * @return value
+ * Sets #pinToEdge. No lock: to be called before straightening starts, not while another thread does it.
+ *
+ * @return value.
  */
 int  setPinToEdge(int value);
 
 /**
- * @brief Maps (x, y) through the 8-float perspective transform t, in double precision throughout.
- *
- * A point on the horizon, where the denominator is 0, yields infinite or undefined values.
+ * Maps (x, y) through a perspective transform of 8 floats, in double precision throughout. A point on the horizon,
+ * where the denominator is 0, becomes infinite or undefined.
  */
 void transformViaArray(const float *t, double *outX, double *outY, double x, double y);
 
-/** @brief As transformViaArray(), the two results rounded to single precision. */
+/** transformViaArray() with the two results narrowed to single precision. */
 void transformViaArrayF(const float *t, float *outX, float *outY, double x, double y);
 
 /**
- * @brief Maps (x, y) through a full 3x3 projective matrix: 9 floats, row-major, the third row being the denominator.
- *
- * Double precision, results rounded to single precision. A denominator of 0 is not caught.
+ * Maps (x, y) through a full 3 x 3 projective matrix of 9 floats, row after row, the third row being the denominator.
+ * Double precision, the results narrowed. A denominator of 0 is not caught.
  */
 void transform9ViaArrayF(const float *m, float *outX, float *outY, double x, double y);
 
 /**
- * @brief Maps (x, y) through a 2x2 matrix: 4 floats, column by column, x' = m0 x + m2 y and y' = m1 x + m3 y.
- *
- * Double precision, results rounded to single precision.
+ * Maps (x, y) through a 2 x 2 matrix of 4 floats, column after column: x' = m0 x + m2 y and y' = m1 x + m3 y. Double
+ * precision, the results narrowed.
  */
 void transform4ViaArrayF(const float *m, float *outX, float *outY, double x, double y);
 
 /**
- * @brief The inverse of a perspective transform by the adjugate of its matrix, in double precision, results rounded.
+ * The inverse of a perspective transform by the adjugate of its matrix, in double precision, narrowed. Unlike
+ * inverse_transform_perspect(), which goes through the images of a square's corners.
  *
- * Unlike inverse_transform_perspect(), which goes through the images of a square's corners. A singular transform, or one
- * whose inverse has denominator 0 at the origin, yields infinite or undefined values.
- *
- * @param[in] t 8 floats
- * @param[out] out 8 floats; may be t
+ * @param t   8 floats.
+ * @param out Out: 8 floats; infinite or undefined for a singular t, and for one whose inverse has denominator 0 at the
+ *            origin. May be t.
  */
 void calcInverseTransform(const float *t, float *out);
 
 /**
- * @brief C = A B for 3x3 matrices of floats, row-major, 9 each; every product and sum is rounded to single precision.
- *
- * Each sum is taken from left to right. C must not overlap A or B.
+ * C = A B, for 3 x 3 matrices of 9 floats, row after row. Every product and sum is rounded to single precision, each
+ * sum taken from left to right. C must not overlap A or B.
  */
 void matrixMult33(const float *A, const float *B, float *C);
 
 /**
- * @brief Prints a 3x3 matrix (9 doubles, row-major) to standard output: a line for each row, each value as "%12.8lf  ".
- * @return what the last character's output returned: the newline's code, or EOF
+ * Prints a 3 x 3 matrix to standard output: a line for each row, each value as "%12.8lf  ".
+ *
+ * @param m 9 doubles, row after row.
+ * @return What the last character's output returned: the newline's code, or EOF.
  */
 int  printMat(const double *m);
 
 /**
- * @brief Appends a diagonal cross round (x, y) to the debug file "c:\tempp.log".
+ * Appends a diagonal cross round (x, y) to the debug file "c:\tempp.log". That is the literal file name, in the working
+ * directory where it names no drive. Each stroke is two lines "x y z" and an empty line: from (x - d, y - d) to
+ * (x + d, y + d), then from (x + d, y - d) to (x - d, y + d). Appends of several threads may mix.
  *
- * That is the literal file name, in the working directory where it names no drive. Each stroke is two lines "x y z" and
- * an empty line: from (x - d, y - d) to (x + d, y + d), then from (x + d, y - d) to (x - d, y + d). Appends of several
- * threads may mix.
- *
- * @return the result of closing the file, 0 when all is well; EOF when it cannot be opened
+ * @return What closing the file returned, 0 when all is well; EOF when it cannot be opened.
  */
 int  logPointCross(int d, double x, double y, float z);
 
