@@ -7,9 +7,10 @@ usage() {
   cat <<'TEXT'
 usage: ./demo.sh [-h] [PHOTO]
 
-Installs what is missing from Debian and builds the program; then makes a bracket of PHOTO (default: a mountain landscape
-of Debian's lomiri-wallpapers-16.04) as a hand-held camera would have taken it, five frames 2 EV apart with perspective
-motion, and aligns it. Prints a line for each frame, with its largest corner error against the known truth, in pixels.
+Installs what is missing from Debian and builds the program; then makes a bracket of PHOTO (default: a mountain
+landscape of Debian's lomiri-wallpapers-16.04) as a hand-held camera would have taken it, five frames 2 EV apart with
+perspective motion, and aligns it. Prints a line for each frame, with its largest corner error against the known truth,
+in pixels.
 
   -h, --help  print this text
 

@@ -120,7 +120,8 @@ class Page:
         elif block.tag == "simplesect":
             title = block.find("title")
             kind = block.get("kind")
-            heading = inline(title) if title is not None else {"return": "Returns", "see": "See"}.get(kind, kind.title())
+            names = {"return": "Returns", "see": "See"}
+            heading = inline(title) if title is not None else names.get(kind, kind.title())
             self.raw(".PP")
             self.raw(heading + ":")
             for part, para in enumerate(block.findall("para")):

@@ -1,7 +1,7 @@
 """What is installed can be used from outside, wherever it is moved to.
 
-Installs the build tree into a scratch folder, moves the result, then builds and runs a C program against it with CMake's
-find_package and with pkg-config, and loads the library by its published name.
+Installs the build tree into a scratch folder, moves the result, then builds and runs a C program against it with
+CMake's find_package and with pkg-config, and loads the library by its published name.
 
 usage: installed.py CMAKE CC PKG_CONFIG BUILD_FOLDER CONSUMER_SOURCE SCRATCH_FOLDER
 """
