@@ -18,9 +18,10 @@ constexpr int kParameters = 8;
 constexpr int kLeastPairs = 4;         // determine the eight parameters
 constexpr double kFitTolerance = 1e-6; // relative change of the sum of squares
 constexpr int kFitCalls = 99999;
-// A minimal sample of whole-pixel points places far pairs some pixels off: the first round gathers wider than what
-// counts as agreement, so that pairs on the sample's far side are not left out. Squared pixels.
-constexpr double kFirstGather = 16.0;
+
+bool agrees(const PairsView &pairs, const Trans8 &transform, int pair) {
+  return squaredResidual(pairs, transform, pair) < static_cast<double>(kAgreementSquared);
+}
 
 class Gathered {
 public:
@@ -33,11 +34,11 @@ public:
     return true;
   }
   // False when the set is the one gathered before.
-  bool gather(const PairsView &pairs, const Trans8 &transform, double limit) {
+  bool gather(const PairsView &pairs, const Trans8 &transform) {
     int count = 0;
     bool changed = false;
     for (int i = 0; i < pairs.count; ++i) {
-      if (!(squaredResidual(pairs, transform, i) < limit)) continue;
+      if (!agrees(pairs, transform, i)) continue;
       const auto slot = static_cast<std::size_t>(count++);
       changed |= srcX_[slot] != pairs.xA[i] || srcY_[slot] != pairs.yA[i] || dstX_[slot] != pairs.xB[i] ||
                  dstY_[slot] != pairs.yB[i];
@@ -90,7 +91,7 @@ double truncatedCost(const PairsView &pairs, const Trans8 &transform) {
 int agreement(const PairsView &pairs, const Trans8 &transform) {
   int count = 0;
   for (int i = 0; i < pairs.count; ++i) {
-    if (squaredResidual(pairs, transform, i) < static_cast<double>(kAgreementSquared)) ++count;
+    if (agrees(pairs, transform, i)) ++count;
   }
   return count;
 }
@@ -105,8 +106,7 @@ PerspectiveFit fitAgreeing(const PairsView &pairs, const Trans8 &start, const Pe
   control.ftol = kFitTolerance;
   control.maxCall = kFitCalls;
   for (int round = 0; round < kRounds; ++round) {
-    const double limit = round == 0 ? kFirstGather : static_cast<double>(kAgreementSquared);
-    if (!gathered.gather(pairs, current, limit) || gathered.count() < kLeastPairs) break;
+    if (!gathered.gather(pairs, current) || gathered.count() < kLeastPairs) break;
     const PerspectiveFitProblem problem = gathered.problem(settings);
     Trans8D parameters;
     std::copy(current.begin(), current.end(), parameters.begin());

@@ -53,6 +53,9 @@ PerspectiveSearchResult searchPerspective(const PairsView &pairs, const Perspect
   result.doubtful = true;
   if (pairs.count < kLeastAgreement) return result;
   const float maxAngle = angleTolerance(settings.guess, settings.frame);
+
+  // Sorted best first: the first of the pairs are the anchors, and affine samples favour the front. No pair is left out
+  // beforehand: the agreement count tells wrong ones better than a limit on descriptor distance would.
   ConsensusPairs sorted;
   TrialResults trials;
   if (!ConsensusPairs::sorted(pairs, sorted)) return {.status = Status::OutOfMemory};
@@ -73,12 +76,17 @@ PerspectiveSearchResult searchPerspective(const PairsView &pairs, const Perspect
       fitAgreeing(pairs, start, {.frame = settings.frame, .guess = settings.guess, .maxAngle = maxAngle});
   if (fit.status != Status::Ok) return {.status = fit.status};
 
+  // Who agrees is asked anew after every fit, until the answer stands still: a minimal sample of whole-pixel points
+  // sees only part of the pairs that are right. The sampling itself is not repeated; the fit finds what more samples
+  // would.
+  //
   // The fit costs no more than its start: where it is implausible, the pairs speak for something implausible.
   result.transform = fit.transform;
   const int support = agreement(pairs, result.transform);
   result.found = support >= kLeastAgreement && plausible(result.transform, settings.frame);
   if (!result.found) return result;
   result.error = cappedError(pairs, result.transform);
+  // Raises the flag that asks for another attempt, with a guess from elsewhere in the stack.
   result.doubtful = support < kTrustedAgreement || support < kTrustedShare * pairs.count;
   return result;
 }
