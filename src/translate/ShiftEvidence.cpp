@@ -47,6 +47,13 @@ bool isBetterThanChance(const ShiftEvidence &evidence) {
   return false;
 }
 
+bool edgesAgree(const ShiftEvidence &evidence) {
+  for (const EdgeAgreement &edges : {evidence.across[0], evidence.down[0]})
+    if (static_cast<double>(edges.same) < kLeastSameShare * static_cast<double>(edges.same + edges.opposite))
+      return false;
+  return true;
+}
+
 ShiftEvidence gatherEvidence(const BitmapPyramid &reference, const BitmapPyramid &moving, int levels, int x, int y) {
   ShiftEvidence evidence;
   const double p = shareOfSetBits(reference.level(0));

@@ -18,6 +18,11 @@
 // Level 0 sees edges that meet to the pixel. Frames that are turned a little, or noisy, may have too few of those; the
 // same at half the size, level 1, is accepted as well. Coarser levels are not: there, as in G. Ward's pyramid (Journal
 // of Graphics Tools 8(2), 2003), a shift that is wrong by several pixels still looks right.
+//
+// A shift that is off by a few pixels is better than chance as well, outlines being smooth. Two things tell: a
+// neighbouring shift may leave fewer differing bits, and too many of the edges that meet at level 0 step opposite ways.
+// Of 112 pairs in simulated brackets of fifteen photographs, 1 and 2 EV apart, 1000 to 1600 pixels wide and shifted by
+// fractions of pixels, the search left 17 off by 0.9 pixels or more: all of them are doubted, and one of the other 95.
 #pragma once
 
 #include "translate/BitmapPyramid.h"
@@ -30,10 +35,12 @@ enum class ShiftDoubt {
   NotSearched,        // nothing was compared: the shift is an assumption
   AtReachEdge,        // the true shift may lie beyond the reach of the search
   NoBetterThanChance, // unrelated frames, too little texture, or a search gone astray
+  Inexact,            // frames of one scene, but the search may have ended some pixels beside the right shift
 };
 
 constexpr int kEvidenceLevels = 2;
-constexpr double kBetterThanChance = 6; // standard deviations of independent edges
+constexpr double kBetterThanChance = 6;  // standard deviations of independent edges
+constexpr double kLeastSameShare = 0.65; // of the edges that meet
 
 struct ShiftEvidence {
   double chanceShare = 0; // p (1 - q) + q (1 - p): differing bits expected of independent bitmaps, shares p and q set
@@ -45,6 +52,9 @@ struct ShiftEvidence {
 double deviationsAboveChance(const EdgeAgreement &edges);
 
 bool isBetterThanChance(const ShiftEvidence &evidence);
+
+// Whether nearly all edges that meet at level 0 step the same way, in x and in y.
+bool edgesAgree(const ShiftEvidence &evidence);
 
 // At a shift of (x, y) pixels of level 0; levels: those that the pyramids have.
 ShiftEvidence gatherEvidence(const BitmapPyramid &reference, const BitmapPyramid &moving, int levels, int x, int y);

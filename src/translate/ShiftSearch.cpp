@@ -59,6 +59,13 @@ public:
     return shift;
   }
 
+  // Whether no shift next to this one leaves fewer differing bits at full size. The search tries only what lies within
+  // a pixel of where the coarser levels led it: misled by them, it ends on a slope.
+  bool isLocalBest(Shift shift) const {
+    const std::array<std::int64_t, kTrials> errors = countTrials(0, shift);
+    return *std::min_element(errors.begin(), errors.end()) == errors[kTrials / 2];
+  }
+
   ShiftEvidence evidenceAt(Shift shift) const {
     return gatherEvidence(reference_.pyramid, moving_.pyramid, levels_, shift.x, shift.y);
   }
@@ -147,9 +154,14 @@ void placeFrame(PairSearch &search, std::span<const ImageView> frames, int partn
   result.atReachEdge = std::max(std::abs(shift.x), std::abs(shift.y)) >= reach;
   result.evidence = search.evidenceAt(shift);
   result.meanDifference = result.evidence.chanceShare * static_cast<double>(result.comparedBits);
-  result.doubt = result.atReachEdge                    ? ShiftDoubt::AtReachEdge
-                 : isBetterThanChance(result.evidence) ? ShiftDoubt::None
-                                                       : ShiftDoubt::NoBetterThanChance;
+  if (result.atReachEdge) {
+    result.doubt = ShiftDoubt::AtReachEdge;
+  } else if (!isBetterThanChance(result.evidence)) {
+    result.doubt = ShiftDoubt::NoBetterThanChance;
+  } else {
+    const bool exact = edgesAgree(result.evidence) && search.isLocalBest(shift);
+    result.doubt = exact ? ShiftDoubt::None : ShiftDoubt::Inexact;
+  }
   result.trustworthy = result.doubt == ShiftDoubt::None;
   estimate.lastError = static_cast<int>(std::min<std::int64_t>(result.bestDifference, std::numeric_limits<int>::max()));
 }

@@ -32,6 +32,8 @@ const char *describe(ShiftDoubt doubt) {
     return "its shift is at the edge of the search";
   case ShiftDoubt::NoBetterThanChance:
     return "its best match is no better than chance";
+  case ShiftDoubt::Inexact:
+    return "its best match is inexact";
   }
   return "";
 }
