@@ -55,7 +55,7 @@ PerspectiveSearchResult searchPerspective(const PairsView &pairs, const Perspect
   const float maxAngle = angleTolerance(settings.guess, settings.frame);
 
   // Sorted best first: the first of the pairs are the anchors, and affine samples favour the front. No pair is left out
-  // beforehand: the agreement count tells wrong ones better than a limit on descriptor distance would.
+  // beforehand: the agreement count tells wrong ones, and a limit on the descriptor distance took right ones as well.
   ConsensusPairs sorted;
   TrialResults trials;
   if (!ConsensusPairs::sorted(pairs, sorted)) return {.status = Status::OutOfMemory};
