@@ -1,6 +1,7 @@
 #include "VindrelRegLib.h"
 
 #include "reference/PerspectiveAgreement.h"
+#include "reference/PerspectiveTrials.h"
 #include "support/FailingAllocation.h"
 #include "support/PairList.h"
 #include "transform/PerspectiveFit.h"
@@ -158,16 +159,22 @@ TEST(PerspectiveTrials, DoNotCountAPairAtExactlyTwoPixels) {
   EXPECT_EQ(countAgreement(sorted, kIdentity8, 0, 1, 2, 0).count, 2 + 6);
 }
 
+// The pairs in the order in which the search sees them.
+PairList bestFirst(const PairList &pairs, const ConsensusPairs &sorted) {
+  PairList ordered;
+  for (const std::int32_t i : sorted.order) {
+    const auto at = static_cast<std::size_t>(i);
+    ordered.add(pairs.xA[at], pairs.yA[at], pairs.xB[at], pairs.yB[at], pairs.dist[at]);
+  }
+  return ordered;
+}
+
 TEST(PerspectiveTrials, CountLikeTheDefinitionForAnyNumberOfPairs) {
   for (int count = 0; count < 200; count += 7) {
     const PairList pairs = pairsOf(kHandHeld, count, count / 3, kFrame.width, kFrame.height, 5);
     ConsensusPairs sorted;
     ASSERT_TRUE(ConsensusPairs::sorted(pairs.view(), sorted));
-    PairList ordered;
-    for (const std::int32_t i : sorted.order) {
-      const auto at = static_cast<std::size_t>(i);
-      ordered.add(pairs.xA[at], pairs.yA[at], pairs.xB[at], pairs.yB[at], pairs.dist[at]);
-    }
+    const PairList ordered = bestFirst(pairs, sorted);
     for (const auto &[first, second] : {std::pair{-1, -1}, std::pair{1, 2}}) {
       const Agreement fast = countAgreement(sorted, kHandHeld, 0, first, second, 0);
       const reference::PerspectiveAgreement slow =
@@ -178,6 +185,36 @@ TEST(PerspectiveTrials, CountLikeTheDefinitionForAnyNumberOfPairs) {
       const Agreement beaten = countAgreement(sorted, kHandHeld, 0, first, second, slow.count);
       EXPECT_LE(beaten.count, slow.count);
       EXPECT_EQ(countAgreement(sorted, kHandHeld, 0, first, second, slow.count - 1).count, slow.count);
+    }
+  }
+}
+
+TEST(PerspectiveTrials, FindWhatTheDefinitionFindsForEveryModeGuessAndNumberOfThreads) {
+  const Trans8 near = {1.0f, -0.012f, 15.0f, 0.0125f, 1.0f, -10.0f, 0, 0};
+  for (const int wrong : {0, 60}) {
+    const PairList pairs = pairsOf(kHandHeld, 60, wrong, kFrame.width, kFrame.height, 13);
+    ConsensusPairs sorted;
+    ASSERT_TRUE(ConsensusPairs::sorted(pairs.view(), sorted));
+    const PairList ordered = bestFirst(pairs, sorted);
+    for (const int mode : {0, 1, 2, 3}) {
+      for (const float *guess : {static_cast<const float *>(nullptr), near.data()}) {
+        for (const int threads : {1, 2, 3, 7}) {
+          const PerspectiveSearchSettings settings{
+              .frame = kFrame, .anchorBudget = 40, .threads = threads, .mode = mode, .guess = guess};
+          TrialResults fast;
+          ASSERT_EQ(runTrials(sorted, settings, 1.0f, fast), Status::Ok);
+          const reference::PerspectiveTrials slow = reference::perspectiveTrials(
+              ordered.view(), {kFrame.width, kFrame.height, 40, threads, mode, guess, 1.0f});
+          ASSERT_EQ(static_cast<std::size_t>(fast.anchors), slow.anchors.size());
+          EXPECT_EQ(fast.bestAnchor, slow.bestAnchor) << "mode " << mode << ", " << threads << " threads";
+          EXPECT_EQ(fast.bestAgreement, slow.bestCount);
+          for (std::size_t a = 0; a < slow.anchors.size(); ++a) {
+            ASSERT_EQ(fast.agreement[a], slow.anchors[a].count) << "anchor " << a;
+            ASSERT_EQ(fast.error[a], slow.anchors[a].error);
+            ASSERT_EQ(fast.transform[a], slow.anchors[a].transform);
+          }
+        }
+      }
     }
   }
 }
