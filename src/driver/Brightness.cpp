@@ -1,27 +1,11 @@
 #include "driver/Brightness.h"
 
+#include "base/Grey.h"
+
 #include <algorithm>
 
 namespace vindrel {
 namespace {
-
-constexpr int kRedWeight = 54;
-constexpr int kGreenWeight = 183;
-constexpr int kBlueWeight = 19;
-constexpr int kWeightShift = 8; // the weights sum to 256
-
-// The byte of a sample that the weights see.
-inline int highByte(std::uint8_t sample) {
-  return sample;
-}
-inline int highByte(std::uint16_t sample) {
-  return sample >> 8;
-}
-
-template <class Sample>
-inline int brightness(Sample red, Sample green, Sample blue) {
-  return (kRedWeight * highByte(red) + kGreenWeight * highByte(green) + kBlueWeight * highByte(blue)) >> kWeightShift;
-}
 
 // One row, every weighed sample readable. A row of int range at most: width * 255 < 2^31 for any width below 8.4
 // million, so the row's sum is kept in 32 bits, which vectorises, up to that width, and in 64 beyond.
@@ -30,12 +14,12 @@ Sum sumRow(const Sample *row, int width, int channels, BrightnessSamples at) {
   Sum sum = 0;
   if (channels == 3 && at == kThreeConsecutiveSamples) {
     for (int x = 0; x < width; ++x)
-      sum += static_cast<Sum>(brightness(row[3 * x], row[3 * x + 1], row[3 * x + 2]));
+      sum += static_cast<Sum>(greyOf(row[3 * x], row[3 * x + 1], row[3 * x + 2]));
     return sum;
   }
   for (std::int64_t x = 0; x < width; ++x) {
     const Sample *pixel = row + x * channels;
-    sum += static_cast<Sum>(brightness(pixel[at[0]], pixel[at[1]], pixel[at[2]]));
+    sum += static_cast<Sum>(greyOf(pixel[at[0]], pixel[at[1]], pixel[at[2]]));
   }
   return sum;
 }
@@ -59,7 +43,7 @@ std::int64_t sumFrame(const ImageView &frame, BrightnessSamples at, std::int64_t
     const auto read = [&](std::int64_t index) { return first[std::min(index, readable - 1)]; };
     for (std::int64_t x = 0; x < frame.size.width; ++x) {
       const std::int64_t pixel = rowStart + x * frame.channels;
-      sum += brightness(read(pixel + at[0]), read(pixel + at[1]), read(pixel + at[2]));
+      sum += greyOf(read(pixel + at[0]), read(pixel + at[1]), read(pixel + at[2]));
     }
   }
   return sum;

@@ -20,9 +20,8 @@ constexpr BrightnessSamples ownSamples(int channels) {
   return {0, channels > 1 ? 1 : 0, channels > 2 ? 2 : channels - 1};
 }
 
-// Sum over all pixels of (54 r + 183 g + 19 b) >> 8; 16-bit samples contribute their high byte. `readable` is how many
-// samples may be read from the frame's first on: where a weighed sample would lie beyond, the last readable one is
-// weighed instead.
+// Sum over all pixels of their grey values, greyOf() (base/Grey.h). `readable` is how many samples may be read from the
+// frame's first on: where a weighed sample would lie beyond, the last readable one is weighed instead.
 std::int64_t sumBrightness(const ImageView &frame, BrightnessSamples samples, std::int64_t readable);
 
 } // namespace vindrel

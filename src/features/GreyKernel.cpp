@@ -2,20 +2,12 @@
 // with the count as a variable.
 #include "features/GreyKernel.h"
 
+#include "base/Grey.h"
+
 #include <cstddef>
 
 namespace vindrel {
 namespace {
-
-// Sums to 256, so that white stays white.
-constexpr unsigned kFirstWeight = 54, kMiddleWeight = 183, kLastWeight = 19;
-
-constexpr unsigned highByte(std::uint8_t sample) {
-  return sample;
-}
-constexpr unsigned highByte(std::uint16_t sample) {
-  return sample >> 8;
-}
 
 // Kept apart from its callers so that Channels == 0 means "as given at run time".
 template <int Channels, class Sample>
@@ -24,9 +16,7 @@ inline void convert(const Sample *__restrict samples, int width, int givenChanne
   const std::ptrdiff_t middle = (channels - 1) / 2, last = channels - 1;
   for (std::ptrdiff_t x = 0; x < width; ++x) {
     const Sample *pixel = samples + x * channels;
-    grey[x] = static_cast<std::uint8_t>((kFirstWeight * highByte(pixel[0]) + kMiddleWeight * highByte(pixel[middle]) +
-                                         kLastWeight * highByte(pixel[last])) >>
-                                        8);
+    grey[x] = static_cast<std::uint8_t>(greyOf(pixel[0], pixel[middle], pixel[last]));
   }
 }
 

@@ -1,31 +1,18 @@
 #include "translate/GreyKernel.h"
 
+#include "base/Grey.h"
+
 #include <algorithm>
 
 namespace vindrel {
 namespace {
-
-constexpr unsigned kWeights[3] = {54, 183, 19}; // of 256
-
-constexpr unsigned highByte(std::uint8_t sample) {
-  return sample;
-}
-constexpr unsigned highByte(std::uint16_t sample) {
-  return sample >> 8;
-}
-
-template <class Sample>
-inline std::uint8_t greyOf(Sample s0, Sample s1, Sample s2) {
-  return static_cast<std::uint8_t>(
-      (kWeights[0] * highByte(s0) + kWeights[1] * highByte(s1) + kWeights[2] * highByte(s2)) >> 8);
-}
 
 // The step between pixels is a constant, which lets the compiler use vector loads.
 template <int kChannels, class Sample>
 void greyRowOfFixed(const Sample *pixels, int width, std::uint8_t *grey) {
   for (int x = 0; x < width; ++x) {
     const Sample *p = pixels + static_cast<std::int64_t>(x) * kChannels;
-    grey[x] = greyOf(p[0], p[1], p[2]);
+    grey[x] = static_cast<std::uint8_t>(greyOf(p[0], p[1], p[2]));
   }
 }
 
@@ -39,7 +26,7 @@ void greyRow(const Sample *pixels, int channels, int width, std::uint8_t *grey) 
   const int third = std::min(2, channels - 1);
   for (int x = 0; x < width; ++x) {
     const Sample *p = pixels + static_cast<std::int64_t>(x) * channels;
-    grey[x] = greyOf(p[0], p[second], p[third]);
+    grey[x] = static_cast<std::uint8_t>(greyOf(p[0], p[second], p[third]));
   }
 }
 

@@ -1,8 +1,7 @@
 // Grey values of a row of pixels, and how often each occurs.
 //
-// Grey is (54 s0 + 183 s1 + 19 s2) >> 8 of a pixel's first three samples, the usual luma weights in 256ths; they sum to
-// 256, so white stays 255. Of a 16-bit sample only the high byte counts. A pixel of fewer than three samples repeats
-// its last one, so that one-sample images are their own grey and nothing beyond the pixel is read.
+// Grey is greyOf() (base/Grey.h) of a pixel's first three samples. A pixel of fewer repeats its last one, so that
+// one-sample images are their own grey and nothing beyond the pixel is read.
 #pragma once
 
 #include <cstdint>
