@@ -15,22 +15,11 @@ constexpr int kHalfSquare = 16;
 constexpr int kCell = 8, kCells = 4;
 constexpr int kSubCell = 4, kHalf = kSubCell / 2;
 
-// The integral image around one point.
-struct Plain {
-  const std::uint32_t *sums;
-  std::uint32_t operator[](std::ptrdiff_t i) const { return sums[i]; }
-};
-// The same where the square may begin before the image's first entry.
+// The integral image where the square may begin before its first entry. Elsewhere a pointer to the entries will do.
 struct Guarded {
   const std::uint32_t *sums;
   std::uint32_t operator[](std::ptrdiff_t i) const { return i < 0 ? 0 : sums[i]; }
 };
-
-template <class Sums>
-std::uint32_t boxSum(Sums sums, std::ptrdiff_t width, std::ptrdiff_t centre, Box box) {
-  const std::ptrdiff_t above = centre + width * (box.y1 - 1), bottom = centre + width * box.y2;
-  return sums[bottom + box.x2] + sums[above + box.x1 - 1] - sums[bottom + box.x1 - 1] - sums[above + box.x2];
-}
 
 // Dyy + Dxx with the boxes of the size-15 filter.
 template <class Sums>
@@ -118,7 +107,7 @@ void describePoints(IntegralView integral, const PointsToDescribe &points) {
     const std::ptrdiff_t centre = points.y[i] * width + points.x[i];
     float *descriptor = points.descriptor + kDescriptorLength * i;
     if (centre >= firstSafe)
-      describe(Plain{integral.sums}, width, centre, points.scaleCode[i], descriptor);
+      describe(integral.sums, width, centre, points.scaleCode[i], descriptor);
     else
       describe(Guarded{integral.sums}, width, centre, points.scaleCode[i], descriptor);
   }

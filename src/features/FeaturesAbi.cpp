@@ -34,7 +34,7 @@ unsigned int greyscale(int width, int height, int channels, int bitDepth, int64_
 }
 
 uint32_t vdsubcalc(int x1, int y1, int x2, int y2, unsigned int centre, unsigned int width, const uint32_t *integral) {
-  return boxSum({integral, static_cast<std::ptrdiff_t>(width)}, static_cast<std::ptrdiff_t>(centre), {x1, y1, x2, y2});
+  return boxSum(integral, static_cast<std::ptrdiff_t>(width), static_cast<std::ptrdiff_t>(centre), {x1, y1, x2, y2});
 }
 
 int vddetect(int levels, int width, int height, int maxPoints, int, int, const uint8_t *grey, int, int32_t *x,

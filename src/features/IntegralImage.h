@@ -22,13 +22,14 @@ struct Box {
   int x1, y1, x2, y2;
 };
 
-// The sum over the box around the pixel with linear index centre. Nothing is clipped: the box and the column and row
-// before it lie inside the image.
-inline std::uint32_t boxSum(IntegralView integral, std::ptrdiff_t centre, Box box) {
-  const std::uint32_t *above = integral.sums + centre + integral.width * (box.y1 - std::ptrdiff_t{1});
-  const std::uint32_t *bottom = integral.sums + centre + integral.width * box.y2;
+// The sum over the box around the pixel with linear index centre. sums gives the entries by their linear index: a
+// pointer, or whatever answers for the indices that a pointer must not be asked for. Nothing is clipped: the box and
+// the column and row before it lie inside the image.
+template <class Sums>
+inline std::uint32_t boxSum(Sums sums, std::ptrdiff_t width, std::ptrdiff_t centre, Box box) {
+  const std::ptrdiff_t above = centre + width * (box.y1 - std::ptrdiff_t{1}), bottom = centre + width * box.y2;
   const std::ptrdiff_t left = box.x1 - std::ptrdiff_t{1}, right = box.x2;
-  return bottom[right] + above[left] - bottom[left] - above[right];
+  return sums[bottom + right] + sums[above + left] - sums[bottom + left] - sums[above + right];
 }
 
 // Fills width x height sums from the packed grey image.
