@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <random>
 
@@ -78,10 +79,10 @@ TEST(CalcTransform4Old, WithCollinearFirstPairsFailsAndLeavesTheOutputAlone) {
 }
 
 // Twice the same source with two destinations: at best half the gap remains at each.
-Pairs4 contradiction(float gap) {
+Pairs4 contradiction(float gapX, float gapY = 0) {
   Pairs4 p = square(kIdentity8);
   p.s[3] = p.s[2];
-  p.d[3] = {p.d[2].x + gap, p.d[2].y};
+  p.d[3] = {p.d[2].x + gapX, p.d[2].y + gapY};
   return p;
 }
 
@@ -91,6 +92,31 @@ TEST(CalcTransform4Old, AcceptsResidualsUpToANormOf10AndWritesTheRejectedFitToo)
   EXPECT_EQ(fit(contradiction(15), t), -1); // 10.6
   const PointD q = mapPerspectiveD(t, 0, 1024);
   EXPECT_NEAR(q.x, 7.5, 0.01);
+}
+
+// The norm that the fit of whole-pixel points ends with, from the identity.
+double normOf(const Pairs4 &p) {
+  std::int32_t c[4][4];
+  for (int i = 0; i < 4; ++i) {
+    c[0][i] = static_cast<std::int32_t>(p.s[i].x);
+    c[1][i] = static_cast<std::int32_t>(p.s[i].y);
+    c[2][i] = static_cast<std::int32_t>(p.d[i].x);
+    c[3][i] = static_cast<std::int32_t>(p.d[i].y);
+  }
+  const AffineFitData data = {c[0], c[1], c[2], c[3]};
+  lm_control_struct control = lm_control_double;
+  control.maxcall = 150;
+  lm_status_struct status{};
+  double par[8] = {1, 0, 0, 0, 1, 0, 0, 0};
+  lmmin(8, par, 8, &data, evaluate_single_transform8, &control, &status, nullptr);
+  return status.fnorm;
+}
+
+TEST(CalcTransform4Old, AcceptsANormOfExactly10) {
+  const Pairs4 p = contradiction(14, 2); // residuals 7, 1, 7, 1
+  ASSERT_EQ(normOf(p), 10.0);
+  float t[8];
+  EXPECT_EQ(fit(p, t), 1);
 }
 
 TEST(CalcTransform4Old, RefusesCoordinatesBeyondInt) {

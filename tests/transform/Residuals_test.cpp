@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -134,6 +135,36 @@ double firstShapeResidual(double degrees) {
 TEST(EvaluateTransform, CountsCornerAnglesBeyondHalfADegreeAtATenThousandthADegree) {
   EXPECT_EQ(firstShapeResidual(0.49), 0);
   EXPECT_NEAR(firstShapeResidual(0.6), 4 * 0.00006, 2e-6);
+}
+
+// A shear that turns the side edges by half a degree to the last bit of the angles, which one within a few millionths
+// of the tangent does. 0 if there is none.
+double shearOfExactlyHalfADegree(int width, int height) {
+  for (int step = -2000; step <= 2000; ++step) {
+    const double t[8] = {1, std::tan(0.5 / 57.29577951308232) * (1 + step * 1e-7), 0, 0, 1, 0, 0, 0};
+    float edge[8], q[4];
+    getPerspectTransformDiff(width, height, nullptr, t, &edge[0], &edge[1], &edge[2], &edge[3], &edge[4], &edge[5],
+                             &edge[6], &edge[7], &q[0], &q[1], &q[2], &q[3]);
+    if (std::all_of(q, q + 4, [](float angle) { return std::fabs(angle - 90.0f) == 0.5f; })) return t[1];
+  }
+  return 0;
+}
+
+TEST(EvaluateTransform, TakesCornerAnglesAtTheirLimitAsWithinIt) {
+  PerspectiveCase c;
+  c.scene = pairScene(57, {.count = 3, .noise = 5});
+  c.par[1] = shearOfExactlyHalfADegree(c.scene.width, c.scene.height);
+  ASSERT_NE(c.par[1], 0);
+  c.shape = true;
+  c.maxAngle = 1000;
+  const std::vector<double> free = c.evaluate(2 * 3 + 8);
+  EXPECT_EQ(free[6], 0);
+  c.maxAngle = 0.5f;
+  EXPECT_EQ(c.evaluate(2 * 3 + 8), free);
+  c.maxAngle = std::nextafter(0.5f, 0.0f);
+  const std::vector<double> bent = c.evaluate(2 * 3 + 8);
+  for (std::size_t i = 0; i < 6; ++i)
+    EXPECT_EQ(bent[i], free[i] * 12) << i; // 10 and four half degrees
 }
 
 TEST(EvaluateTransform, CountsCornersBeyond200PixelsBySquaredExcess) {
