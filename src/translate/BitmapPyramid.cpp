@@ -16,7 +16,7 @@ template <class Sample>
 void convert(const ImageView &image, std::uint8_t *grey, GreyCounter &counter) {
   for (int y = 0; y < image.size.height; ++y) {
     std::uint8_t *row = grey + static_cast<std::int64_t>(y) * image.size.width;
-    greyRow(image.row<Sample>(y), image.channels, image.size.width, row);
+    greyOfFirstThree(image.row<Sample>(y), image.size.width, image.channels, row);
     counter.add(row, image.size.width);
   }
 }
@@ -27,7 +27,8 @@ void countOnly(const ImageView &image, GreyCounter &counter) {
   for (int y = 0; y < image.size.height; ++y)
     for (int x = 0; x < image.size.width;) {
       const int width = std::min(kChunk, image.size.width - x);
-      greyRow(image.row<Sample>(y) + static_cast<std::int64_t>(x) * image.channels, image.channels, width, chunk);
+      greyOfFirstThree(image.row<Sample>(y) + static_cast<std::int64_t>(x) * image.channels, width, image.channels,
+                       chunk);
       counter.add(chunk, width);
       x += width;
     }

@@ -9,7 +9,7 @@ namespace {
 
 // The step between pixels is a constant, which lets the compiler use vector loads.
 template <int kChannels, class Sample>
-void greyRowOfFixed(const Sample *pixels, int width, std::uint8_t *grey) {
+void firstThreeOfFixed(const Sample *pixels, int width, std::uint8_t *grey) {
   for (int x = 0; x < width; ++x) {
     const Sample *p = pixels + static_cast<std::int64_t>(x) * kChannels;
     grey[x] = static_cast<std::uint8_t>(greyOf(p[0], p[1], p[2]));
@@ -19,9 +19,9 @@ void greyRowOfFixed(const Sample *pixels, int width, std::uint8_t *grey) {
 } // namespace
 
 template <class Sample>
-void greyRow(const Sample *pixels, int channels, int width, std::uint8_t *grey) {
-  if (channels == 3) return greyRowOfFixed<3>(pixels, width, grey);
-  if (channels == 4) return greyRowOfFixed<4>(pixels, width, grey);
+void greyOfFirstThree(const Sample *pixels, int width, int channels, std::uint8_t *grey) {
+  if (channels == 3) return firstThreeOfFixed<3>(pixels, width, grey);
+  if (channels == 4) return firstThreeOfFixed<4>(pixels, width, grey);
   const int second = std::min(1, channels - 1);
   const int third = std::min(2, channels - 1);
   for (int x = 0; x < width; ++x) {
@@ -30,8 +30,8 @@ void greyRow(const Sample *pixels, int channels, int width, std::uint8_t *grey) 
   }
 }
 
-template void greyRow(const std::uint8_t *, int, int, std::uint8_t *);
-template void greyRow(const std::uint16_t *, int, int, std::uint8_t *);
+template void greyOfFirstThree(const std::uint8_t *, int, int, std::uint8_t *);
+template void greyOfFirstThree(const std::uint16_t *, int, int, std::uint8_t *);
 
 void GreyCounter::add(const std::uint8_t *grey, int width) {
   int x = 0;

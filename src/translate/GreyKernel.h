@@ -8,8 +8,9 @@
 
 namespace vindrel {
 
+// Writes width bytes.
 template <class Sample>
-void greyRow(const Sample *pixels, int channels, int width, std::uint8_t *grey);
+void greyOfFirstThree(const Sample *pixels, int width, int channels, std::uint8_t *grey);
 
 // Counts grey values in four tables by turns: in flat areas the same bin would otherwise be read back right after it
 // was written, and every pixel would wait for the one before.

@@ -41,7 +41,7 @@ void compareGreyRows() {
       for (Sample &sample : row)
         sample = static_cast<Sample>(random() % 5 == 0 ? ~Sample{0} : random());
       GuardedBuffer<std::uint8_t> grey(width);
-      greyRow(row.data(), channels, width, grey.data());
+      greyOfFirstThree(row.data(), width, channels, grey.data());
       ASSERT_TRUE(grey.guardsIntact());
       for (int x = 0; x < width; ++x)
         ASSERT_EQ(grey[x], reference::greyOfPixel(row.data() + x * channels, channels)) << width << ' ' << channels;
@@ -59,7 +59,7 @@ TEST(GreyKernel, TakesTheHighByteOfSixteenBitSamples) {
 TEST(GreyKernel, LeavesWhiteWhite) {
   const std::uint8_t white[3] = {255, 255, 255};
   std::uint8_t grey = 0;
-  greyRow(white, 3, 1, &grey);
+  greyOfFirstThree(white, 1, 3, &grey);
   EXPECT_EQ(grey, 255);
 }
 
