@@ -1101,8 +1101,8 @@ int  remplPyram(int width, int height, int channels, int bitDepth, unsigned int 
  * pixels, and 1. Reads #pinToEdge. Otherwise keeps no state: several images may be straightened at once. Pointers,
  * stride and sizes are not checked; sides are expected to be below 2^24 pixels.
  *
- * @param nThreads      Threads to warp on; below 2 the calling thread does it alone. The bytes are the same for any
- *                      count. See align_with_transf() for threads that cannot be started.
+ * @param nThreads      Threads to warp on; below 2 the calling thread does it alone, as it does the share of a thread
+ *                      that cannot be started. The bytes are the same for any count.
  * @param width,height  Size of the source, pixels.
  * @param stride        Samples (not bytes) from the start of one source row to the start of the next.
  * @param channels      Samples a pixel, of source and output.
