@@ -114,7 +114,7 @@ typedef struct { float x, y; } PointF;
  * Hears how far a call has come, and can stop it.
  *
  * @param cancel   Points to 0. Set it to another value and the call ends as soon as it can, with -1000.
- * @param fraction The part done, 0 to 1.
+ * @param fraction The part done, 0 to 1; values above 1 may come before the end, see rt_align().
  *
  * The calling thread or a thread of the call's own OpenMP team calls it, never two at once. It must not leave by
  * longjmp(); an exception out of it counts as a request to stop.
