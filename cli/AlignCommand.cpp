@@ -2,6 +2,7 @@
 // Held in memory are the photographs and one output frame.
 #include "Cancel.h"
 #include "Commands.h"
+#include "CommonOptions.h"
 #include "Failure.h"
 #include "ImageFile.h"
 #include "OutputFile.h"
@@ -18,13 +19,10 @@
 #include <fstream>
 #include <memory>
 #include <optional>
-#include <thread>
 #include <vector>
 
 namespace vindrel::cli {
 namespace {
-
-constexpr int kMaxThreads = 1024;
 
 // Shares of the progress bar, roughly as the time goes.
 constexpr double kReadShare = 0.1;
@@ -60,9 +58,7 @@ struct AlignArguments {
   int threads = 1;
   std::string crop = "common";
   std::string truth;
-  bool overwrite = false;
-  bool quiet = false;
-  bool noProgress = false;
+  CommonOptions common;
 };
 
 std::optional<int> positiveNumber(std::string_view text) {
@@ -203,11 +199,11 @@ ExitCode runAlign(const AlignArguments &arguments) {
   OIIO::attribute("threads", arguments.threads);
   const std::vector<ImageHeader> headers = readHeaders(arguments.photos);
   const std::vector<std::filesystem::path> targets =
-      outputTargets(arguments.photos, arguments.folder, arguments.overwrite);
+      outputTargets(arguments.photos, arguments.folder, arguments.common.overwrite);
   const std::vector<TruthFrame> truth = truthOf(arguments, headers.front().size);
   OutputFolder folder(arguments.folder);
 
-  ProgressBar bar(!arguments.quiet && !arguments.noProgress);
+  ProgressBar bar(arguments.common.showsProgress());
   const std::vector<Pixels> frames = readAll(headers, bar);
   std::vector<ImageView> views;
   for (const Pixels &frame : frames)
@@ -228,7 +224,7 @@ ExitCode runAlign(const AlignArguments &arguments) {
     throwIfCancelled();
     bar.show(kReadShare + kEstimateShare + kWriteShare * static_cast<double>(i) / static_cast<double>(targets.size()),
              "writing");
-    OutputFile &file = files.emplace_back(targets[i], arguments.overwrite);
+    OutputFile &file = files.emplace_back(targets[i], arguments.common.overwrite);
     if (headers.size() == 1) {
       copyFile(headers[i], file);
     } else {
@@ -240,19 +236,19 @@ ExitCode runAlign(const AlignArguments &arguments) {
     file.publish();
   folder.keep();
   bar.wipe();
-  if (headers.size() == 1 && !arguments.quiet) {
+  if (headers.size() == 1 && !arguments.common.quiet) {
     message(arguments.photos.front() + ": is the only photograph; copied as it is");
   }
-  return conclude(reportOf(arguments, stack, truth), targets, arguments.quiet);
+  return conclude(reportOf(arguments, stack, truth), targets, arguments.common.quiet);
 }
 
 } // namespace
 
 Run declareAlign(CLI::App &options) {
   const auto arguments = std::make_shared<AlignArguments>();
-  arguments->threads = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMaxThreads);
   options.add_option("PHOTO", arguments->photos, "The photographs: JPEG, PNG or TIFF, all of one size and depth")
-      ->required();
+      ->required()
+      ->type_name("");
   options.add_option("-o,--output", arguments->folder, "Folder to write to; made if it is missing")
       ->required()
       ->type_name("DIR");
@@ -265,18 +261,15 @@ Run declareAlign(CLI::App &options) {
       ->capture_default_str();
   options
       .add_option("--max-shift", arguments->maxShift,
-                  "Farthest that frames may lie apart, in pixels; X alone: both ways\n"
-                  "Between frames next to each other in brightness\n"
+                  "Farthest that frames next to each other in brightness may lie\n"
+                  "apart, in pixels; X alone: both ways\n"
                   "With --model shift, the larger number holds both ways\n"
                   "[a tenth of the frame]")
       ->check([](const std::string &text) {
         return parseMaxShift(text) ? std::string() : "takes pixels as X or X,Y, each at least 1, not " + text;
       })
       ->type_name("X[,Y]");
-  options.add_option("--threads", arguments->threads, "Threads to work with, 1 to 1024")
-      ->check(CLI::Range(1, kMaxThreads).description(""))
-      ->type_name("N")
-      ->capture_default_str();
+  addThreads(options, arguments->threads);
   options
       .add_option("--crop", arguments->crop,
                   "common: cut to the rectangle that all frames cover\n"
@@ -289,9 +282,7 @@ Run declareAlign(CLI::App &options) {
                   "truth.json of a simulated bracket: also print how far each frame\n"
                   "is off at its worst corner")
       ->type_name("FILE");
-  options.add_flag("--overwrite", arguments->overwrite, "Replace outputs that exist already");
-  options.add_flag("-q,--quiet", arguments->quiet, "Print nothing but warnings and errors");
-  options.add_flag("--no-progress", arguments->noProgress, "Show no progress bar");
+  addCommonOptions(options, arguments->common, "outputs that exist already");
   options.footer(kHelpEnd);
   return [arguments] { return runAlign(*arguments); };
 }

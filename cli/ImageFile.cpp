@@ -48,7 +48,7 @@ std::unique_ptr<OIIO::ImageInput> openInput(const fs::path &path) {
   OIIO::ImageSpec wishes;
   wishes.attribute("oiio:UnassociatedAlpha", 1);
   std::unique_ptr<OIIO::ImageInput> input = OIIO::ImageInput::open(path.string(), &wishes);
-  if (!input) failToRead(path, "cannot be read: " + oneLine(OIIO::geterror()));
+  if (!input) failToRead(path, "cannot be read as JPEG, PNG or TIFF: " + oneLine(OIIO::geterror()));
   return input;
 }
 

@@ -76,11 +76,11 @@ void checkTarget(const fs::path &target, bool overwrite) {
   if (!fs::exists(status)) return;
   if (fs::is_directory(status)) {
     throw Failure(ExitCode::WouldOverwrite,
-                  target.string() + ": a folder of this name exists; give another folder with -o");
+                  target.string() + ": a folder of this name exists; give another place with -o");
   }
   if (!overwrite) {
     throw Failure(ExitCode::WouldOverwrite,
-                  target.string() + ": exists already; give another folder with -o, or --overwrite to replace it");
+                  target.string() + ": exists already; give another place with -o, or --overwrite to replace it");
   }
 }
 

@@ -2,6 +2,7 @@
 // frame lies. One frame is in memory at a time.
 #include "Cancel.h"
 #include "Commands.h"
+#include "CommonOptions.h"
 #include "Failure.h"
 #include "ImageFile.h"
 #include "OutputFile.h"
@@ -36,9 +37,7 @@ struct SimulateArguments {
   std::string motion = "perspective";
   int depth = 8;
   int width = 0; // 0: the photograph's own
-  bool overwrite = false;
-  bool quiet = false;
-  bool noProgress = false;
+  CommonOptions common;
 };
 
 std::string frameName(int index, SampleDepth depth) {
@@ -95,7 +94,7 @@ std::vector<std::filesystem::path> targetsOf(const SimulateArguments &arguments)
     }
   }
   for (const std::filesystem::path &target : targets)
-    checkTarget(target, arguments.overwrite);
+    checkTarget(target, arguments.common.overwrite);
   return targets;
 }
 
@@ -113,7 +112,7 @@ ExitCode runSimulate(const SimulateArguments &arguments) {
   const std::vector<std::filesystem::path> targets = targetsOf(arguments);
   OutputFolder folder(arguments.folder);
 
-  ProgressBar bar(!arguments.quiet && !arguments.noProgress);
+  ProgressBar bar(arguments.common.showsProgress());
   bar.show(0, "reading");
   const BracketShoot shoot = setUp(arguments, header);
   const TruthFile truth = truthOf(arguments, shoot);
@@ -126,12 +125,12 @@ ExitCode runSimulate(const SimulateArguments &arguments) {
     throwIfCancelled();
     bar.show(static_cast<double>(i + 1) / static_cast<double>(frameCount + 1), "taking frames");
     shoot.render(static_cast<int>(i), frame.mutableView());
-    OutputFile &file = files.emplace_back(targets[i], arguments.overwrite);
+    OutputFile &file = files.emplace_back(targets[i], arguments.common.overwrite);
     writeImage(file, frame.view(), shoot.depth() == SampleDepth::U8 ? "png" : "tiff");
     file.finish();
   }
   const std::string json = toJson(truth);
-  OutputFile &truthFile = files.emplace_back(targets.back(), arguments.overwrite);
+  OutputFile &truthFile = files.emplace_back(targets.back(), arguments.common.overwrite);
   truthFile.append(json.data(), json.size());
   truthFile.finish();
 
@@ -140,7 +139,7 @@ ExitCode runSimulate(const SimulateArguments &arguments) {
     file.publish();
   folder.keep();
   bar.wipe();
-  if (arguments.quiet) return ExitCode::Done;
+  if (arguments.common.quiet) return ExitCode::Done;
   for (std::size_t i = 0; i < frameCount; ++i) {
     char exposure[32];
     std::snprintf(exposure, sizeof exposure, "%+.2f EV", truth.frames[i].ev);
@@ -156,7 +155,8 @@ Run declareSimulate(CLI::App &options) {
   const auto arguments = std::make_shared<SimulateArguments>();
   BracketOptions &bracket = arguments->bracket;
   options.add_option("PHOTO", arguments->photo, "The photograph that serves as the scene: JPEG, PNG or TIFF")
-      ->required();
+      ->required()
+      ->type_name("");
   options.add_option("-o,--output", arguments->folder, "Folder to write to; made if it is missing")
       ->required()
       ->type_name("DIR");
@@ -185,9 +185,7 @@ Run declareSimulate(CLI::App &options) {
   options.add_option("--width", arguments->width, "Reduce the photograph to this width first, in pixels")
       ->check(CLI::Range(1, 1 << 20).description(""))
       ->type_name("W");
-  options.add_flag("--overwrite", arguments->overwrite, "Replace outputs that exist already");
-  options.add_flag("-q,--quiet", arguments->quiet, "Print nothing but warnings and errors");
-  options.add_flag("--no-progress", arguments->noProgress, "Show no progress bar");
+  addCommonOptions(options, arguments->common, "outputs that exist already");
   options.footer(kHelpEnd);
   return [arguments] { return runSimulate(*arguments); };
 }

@@ -1,6 +1,7 @@
 // vindrel straighten: corrects the tilt and the rotation of one photograph and writes the result to one file.
 #include "Cancel.h"
 #include "Commands.h"
+#include "CommonOptions.h"
 #include "Failure.h"
 #include "ImageFile.h"
 #include "OutputFile.h"
@@ -13,14 +14,11 @@
 #include <algorithm>
 #include <cctype>
 #include <memory>
-#include <thread>
 
 namespace vindrel::cli {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr int kMaxThreads = 1024;
 
 constexpr const char *kHelpEnd = R"(
 The name of FILE says its format: .jpg, .png or .tif. The photograph is taken as it is looked at:
@@ -36,9 +34,7 @@ struct StraightenArguments {
   StraightenOptions options;
   std::string crop = "optimal";
   int threads = 1;
-  bool overwrite = false;
-  bool quiet = false;
-  bool noProgress = false;
+  CommonOptions common;
 };
 
 // "jpeg", "png" or "tiff" by the file's name.
@@ -63,7 +59,7 @@ void checkOutput(const StraightenArguments &arguments, const ImageHeader &photo,
     throw Failure(ExitCode::Usage,
                   arguments.output + ": is the photograph itself, which is never replaced; give another file with -o");
   }
-  checkTarget(arguments.output, arguments.overwrite);
+  checkTarget(arguments.output, arguments.common.overwrite);
 }
 
 Straightening prepare(const StraightenArguments &arguments, Size size) {
@@ -84,7 +80,7 @@ ExitCode runStraighten(const StraightenArguments &arguments) {
   const fs::path parent = fs::path(arguments.output).parent_path();
   OutputFolder folder(parent.empty() ? fs::path(".") : parent);
 
-  ProgressBar bar(!arguments.quiet && !arguments.noProgress);
+  ProgressBar bar(arguments.common.showsProgress());
   bar.show(0, "reading");
   const Pixels photo = readUpright(header);
   throwIfCancelled();
@@ -102,14 +98,14 @@ ExitCode runStraighten(const StraightenArguments &arguments) {
     header.format = format;
     header.spec.erase_attribute("compression"); // of the other format
   }
-  OutputFile file(arguments.output, arguments.overwrite);
+  OutputFile file(arguments.output, arguments.common.overwrite);
   writeImage(file, out.view(), header);
   file.finish();
   throwIfCancelled();
   file.publish();
   folder.keep();
   bar.wipe();
-  if (!arguments.quiet) {
+  if (!arguments.common.quiet) {
     const Size size = straightening.outputSize;
     printLine(arguments.output + "  " + std::to_string(size.width) + " x " + std::to_string(size.height) + " of " +
               std::to_string(header.size.width) + " x " + std::to_string(header.size.height));
@@ -121,20 +117,23 @@ ExitCode runStraighten(const StraightenArguments &arguments) {
 
 Run declareStraighten(CLI::App &options) {
   const auto arguments = std::make_shared<StraightenArguments>();
-  arguments->threads = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMaxThreads);
   const CLI::Validator factorRange =
       CLI::Range(-StraightenOptions::kMaxFactor, StraightenOptions::kMaxFactor).description("");
-  options.add_option("PHOTO", arguments->photo, "The photograph: JPEG, PNG or TIFF")->required();
-  options.add_option("-o,--output", arguments->output, "File to write")->required()->type_name("FILE");
+  options.add_option("PHOTO", arguments->photo, "The photograph: JPEG, PNG or TIFF")->required()->type_name("");
+  options.add_option("-o,--output", arguments->output, "File to write; its folder is made if it is missing")
+      ->required()
+      ->type_name("FILE");
   options
       .add_option("--vertical", arguments->options.vertical,
-                  "Tilt that makes verticals parallel, -0.3 to 0.3; negative: they meet above")
+                  "Tilt that makes verticals parallel, -0.3 to 0.3\n"
+                  "negative: they meet above")
       ->check(factorRange)
       ->type_name("V")
       ->capture_default_str();
   options
       .add_option("--horizontal", arguments->options.horizontal,
-                  "Tilt that makes horizontals parallel, -0.3 to 0.3; positive: they meet on the left")
+                  "Tilt that makes horizontals parallel, -0.3 to 0.3\n"
+                  "positive: they meet on the left")
       ->check(factorRange)
       ->type_name("H")
       ->capture_default_str();
@@ -154,13 +153,8 @@ Run declareStraighten(CLI::App &options) {
   options.add_flag("--pin-to-edge", arguments->options.pinToEdge,
                    "Look for the crop round the middle of the frame instead of\n"
                    "the middle of what the picture covers of it");
-  options.add_option("--threads", arguments->threads, "Threads to work with, 1 to 1024")
-      ->check(CLI::Range(1, kMaxThreads).description(""))
-      ->type_name("N")
-      ->capture_default_str();
-  options.add_flag("--overwrite", arguments->overwrite, "Replace an output that exists already");
-  options.add_flag("-q,--quiet", arguments->quiet, "Print nothing but warnings and errors");
-  options.add_flag("--no-progress", arguments->noProgress, "Show no progress bar");
+  addThreads(options, arguments->threads);
+  addCommonOptions(options, arguments->common, "an output that exists already");
   options.footer(kHelpEnd);
   return [arguments] { return runStraighten(*arguments); };
 }

@@ -38,14 +38,21 @@ bool isCommand(std::string_view name) {
                      [name](const Command &command) { return name == command.name; });
 }
 
+// `vindrel` or, where the mistake was made among a command's options, `vindrel COMMAND`.
+ExitCode refuse(const std::string &why, const std::string &program) {
+  message(why + "; `" + program + " --help` says what it takes");
+  return ExitCode::Usage;
+}
+
 int runProgram(int argc, const char *const *argv) {
   CLI::App app(kDescription, "vindrel");
   app.set_version_flag("--version", std::string("vindrel ") + VINDREL_VERSION, "Print the version and exit");
   app.footer(kExitCodes);
   app.require_subcommand(1);
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
   std::vector<std::pair<CLI::App *, Run>> commands;
   for (const Command &command : kCommands) {
-    CLI::App *options = app.add_subcommand(command.name, command.summary);
+    CLI::App *options = app.add_subcommand(command.name, command.summary)->group("Commands");
     commands.emplace_back(options, command.declare(*options));
   }
   if (argc < 2) {
@@ -61,7 +68,9 @@ int runProgram(int argc, const char *const *argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
     // Help and version are asked for and go to standard output; everything else explains a mistake.
-    return app.exit(error) == 0 ? exitWith(ExitCode::Done) : exitWith(ExitCode::Usage);
+    if (error.get_exit_code() == 0) return app.exit(error);
+    if (!isCommand(argv[1])) return exitWith(refuse(std::string(argv[1]) + ": no such option", "vindrel"));
+    return exitWith(refuse(error.what(), std::string("vindrel ") + argv[1]));
   }
   for (const auto &[options, run] : commands) {
     if (options->parsed()) return exitWith(run());

@@ -29,8 +29,8 @@ TEST_P(CommandLineMisuse, EndsWithExitCode2AndNamesWhatIsWrong) {
 INSTANTIATE_TEST_SUITE_P(
     Options, CommandLineMisuse,
     testing::Values(Misuse{{}, "Usage: vindrel"}, Misuse{{"merge"}, "merge: no such command"},
-                    Misuse{{"align"}, "PHOTO"}, Misuse{{"align", "a.jpg"}, "--output"},
-                    Misuse{{"align", "-o", "out"}, "PHOTO"},
+                    Misuse{{"--verbose"}, "--verbose"}, Misuse{{"align"}, "PHOTO"},
+                    Misuse{{"align", "a.jpg"}, "--output"}, Misuse{{"align", "-o", "out"}, "PHOTO"},
                     Misuse{{"align", "a.jpg", "-o", "out", "--model", "spin"}, "--model"},
                     Misuse{{"align", "a.jpg", "-o", "out", "--crop", "all"}, "--crop"},
                     Misuse{{"align", "a.jpg", "-o", "out", "--threads", "0"}, "--threads"},
@@ -54,6 +54,16 @@ INSTANTIATE_TEST_SUITE_P(
                     Misuse{{"simulate", "a.jpg", "-o", "out", "--frames", "3", "--width", "0"}, "--width"},
                     Misuse{{"simulate", "a.jpg", "b.jpg", "-o", "out", "--frames", "3"}, "b.jpg"}));
 
+TEST(CommandLine, AMistakeIsToldInOneLineThatSaysWhereToReadOn) {
+  EXPECT_EQ(runVindrel({"align", "a.jpg"}).err,
+            "vindrel: --output is required; `vindrel align --help` says what it takes\n");
+  EXPECT_EQ(runVindrel({"straighten", "a.jpg", "-o", "b.jpg", "--sharpen"}).err,
+            "vindrel: The following argument was not expected: --sharpen; `vindrel straighten --help` says what it "
+            "takes\n");
+  EXPECT_EQ(runVindrel({"--verbose", "align", "a.jpg"}).err,
+            "vindrel: --verbose: no such option; `vindrel --help` says what it takes\n");
+}
+
 TEST(CommandLine, VersionGoesToStandardOutput) {
   const Outcome run = runVindrel({"--version"});
   EXPECT_EQ(run.exitCode, 0);
@@ -64,7 +74,7 @@ TEST(CommandLine, VersionGoesToStandardOutput) {
 TEST(CommandLine, HelpListsTheCommandsAndTheExitCodes) {
   const Outcome run = runVindrel({"--help"});
   EXPECT_EQ(run.exitCode, 0);
-  for (const char *text : {"align", "simulate", "--version", "Exit codes:"})
+  for (const char *text : {"align", "simulate", "straighten", "--version", "Exit codes:"})
     EXPECT_THAT(run.out, HasSubstr(text));
   EXPECT_THAT(run.err, IsEmpty());
 }
@@ -82,11 +92,17 @@ TEST(CommandLine, HelpOfACommandNamesEachOfItsOptions) {
                              "--quiet", "--no-progress"}) {
     EXPECT_THAT(simulate.out, HasSubstr(option));
   }
+  const Outcome straighten = runVindrel({"straighten", "--help"});
+  EXPECT_EQ(straighten.exitCode, 0);
+  for (const char *option : {"--output", "--vertical", "--horizontal", "--rotate", "--crop", "--pin-to-edge",
+                             "--threads", "--overwrite", "--quiet", "--no-progress"}) {
+    EXPECT_THAT(straighten.out, HasSubstr(option));
+  }
 }
 
 TEST(CommandLine, HelpFitsATerminalOf100Columns) {
   for (const std::vector<std::string> &arguments :
-       {std::vector<std::string>{"--help"}, {"align", "--help"}, {"simulate", "--help"}}) {
+       {std::vector<std::string>{"--help"}, {"align", "--help"}, {"simulate", "--help"}, {"straighten", "--help"}}) {
     const std::string text = runVindrel(arguments).out;
     for (std::size_t begin = 0; begin < text.size();) {
       const std::size_t end = std::min(text.find('\n', begin), text.size());
