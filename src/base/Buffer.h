@@ -24,8 +24,7 @@ public:
     return buffer;
   }
 
-  Buffer(Buffer &&other) noexcept
-      : data_(std::exchange(other.data_, nullptr)), size_(std::exchange(other.size_, 0)) {}
+  Buffer(Buffer &&other) noexcept : data_(std::exchange(other.data_, nullptr)), size_(std::exchange(other.size_, 0)) {}
   Buffer &operator=(Buffer &&other) noexcept {
     std::swap(data_, other.data_);
     std::swap(size_, other.size_);

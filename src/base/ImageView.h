@@ -11,8 +11,12 @@ enum class SampleDepth : int {
   U16 = 16, // unsigned 16-bit samples in native byte order
 };
 
-constexpr int bytesPerSample(SampleDepth depth) { return depth == SampleDepth::U8 ? 1 : 2; }
-constexpr int maxSample(SampleDepth depth) { return depth == SampleDepth::U8 ? 255 : 65535; }
+constexpr int bytesPerSample(SampleDepth depth) {
+  return depth == SampleDepth::U8 ? 1 : 2;
+}
+constexpr int maxSample(SampleDepth depth) {
+  return depth == SampleDepth::U8 ? 255 : 65535;
+}
 
 struct Size {
   int width = 0;  // pixels
@@ -23,7 +27,7 @@ struct Size {
 struct ImageView {
   const void *samples = nullptr; // first sample of pixel (0, 0)
   Size size;
-  int channels = 0;          // samples per pixel
+  int channels = 0;           // samples per pixel
   std::int64_t rowStride = 0; // samples from the start of one row to the start of the next
   SampleDepth depth = SampleDepth::U8;
 

@@ -82,16 +82,16 @@ void estimateByFeatures(std::span<const ImageView> frames, const StackOptions &o
   ViewFrames source(frames);
   OwnRandom random;
   FeatureProgress progress{options.progress};
-  const Estimate estimate = estimateTransforms(
-      source, {.model = options.model == Model::Affine ? LinkModel::Affine : LinkModel::Perspective,
-               .threads = options.threads,
-               .maxShiftX = options.maxShiftX,
-               .maxShiftY = options.maxShiftY,
-               .polish = options.polish,
-               .keepFrameSize = !options.cropToCommon,
-               .brightness = ownSamples(frames[0].channels),
-               .random = {.next = OwnRandom::next, .state = &random},
-               .progress = {.function = FeatureProgress::report, .state = &progress}});
+  const Estimate estimate =
+      estimateTransforms(source, {.model = options.model == Model::Affine ? LinkModel::Affine : LinkModel::Perspective,
+                                  .threads = options.threads,
+                                  .maxShiftX = options.maxShiftX,
+                                  .maxShiftY = options.maxShiftY,
+                                  .polish = options.polish,
+                                  .keepFrameSize = !options.cropToCommon,
+                                  .brightness = ownSamples(frames[0].channels),
+                                  .random = {.next = OwnRandom::next, .state = &random},
+                                  .progress = {.function = FeatureProgress::report, .state = &progress}});
   result.outcome = outcomeOf(estimate.status);
   if (estimate.status != Status::Ok) return;
   result.offsetX = estimate.window.offsetX;

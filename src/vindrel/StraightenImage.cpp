@@ -50,10 +50,10 @@ Straightening prepareStraightening(Size frameSize, const StraightenOptions &opti
     return failed(Straightening::Outcome::BadArgument, error);
   }
   const auto plan = planCleanCrop(frameSize, {.factorV = static_cast<float>(options.vertical),
-                                                .factorH = static_cast<float>(options.horizontal),
-                                                .angleDegrees = static_cast<float>(options.degrees),
-                                                .crop = options.crop,
-                                                .pinToEdge = options.pinToEdge});
+                                              .factorH = static_cast<float>(options.horizontal),
+                                              .angleDegrees = static_cast<float>(options.degrees),
+                                              .crop = options.crop,
+                                              .pinToEdge = options.pinToEdge});
   if (!plan) {
     return failed(Straightening::Outcome::NothingLeft,
                   "the corrections leave no part of the picture without fill; use smaller ones, or no crop");
