@@ -189,7 +189,7 @@ ExitCode conclude(const std::vector<FrameReport> &reports, const std::vector<std
   for (std::size_t i = 0; i < reports.size(); ++i) {
     if (reports[i].estimate.verdict != Verdict::NotFound) continue;
     message(reports[i].photo + ": could not be aligned: " + reports[i].estimate.reason + "; " + targets[i].string() +
-            " does not lie on the others");
+            " may not lie on the others");
     code = ExitCode::NotAligned;
   }
   return code;
