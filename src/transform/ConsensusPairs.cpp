@@ -1,8 +1,20 @@
 #include "transform/ConsensusPairs.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace vindrel {
+namespace {
+
+// An order in the strict sense for any distances, which sorting relies on: what is not a number is the farthest.
+bool comesBefore(const float *dist, std::int32_t a, std::int32_t b) {
+  const bool aKnown = !std::isnan(dist[a]), bKnown = !std::isnan(dist[b]);
+  if (aKnown != bKnown) return aKnown;
+  if (aKnown && dist[a] != dist[b]) return dist[a] < dist[b];
+  return a < b;
+}
+
+} // namespace
 
 bool ConsensusPairs::sorted(const PairsView &pairs, ConsensusPairs &out) {
   const auto count = static_cast<std::size_t>(pairs.count);
@@ -16,9 +28,8 @@ bool ConsensusPairs::sorted(const PairsView &pairs, ConsensusPairs &out) {
   for (std::size_t i = 0; i < count; ++i)
     out.order[i] = static_cast<std::int32_t>(i);
   if (pairs.dist != nullptr) {
-    std::sort(out.order.begin(), out.order.end(), [&](std::int32_t a, std::int32_t b) {
-      return pairs.dist[a] < pairs.dist[b] || (pairs.dist[a] == pairs.dist[b] && a < b);
-    });
+    std::sort(out.order.begin(), out.order.end(),
+              [dist = pairs.dist](std::int32_t a, std::int32_t b) { return comesBefore(dist, a, b); });
   }
   for (std::size_t i = 0; i < count; ++i) {
     const std::int32_t pair = out.order[i];

@@ -18,8 +18,8 @@ struct ConsensusPairs {
   Point source(int position) const { return {xA[at(position)], yA[at(position)]}; }
   Point target(int position) const { return {xB[at(position)], yB[at(position)]}; }
 
-  // Sorted by ascending descriptor distance; equal distances keep their order, so that runs repeat. False when an
-  // allocation failed.
+  // Sorted by ascending descriptor distance; equal distances keep their order, so that runs repeat, and pairs whose
+  // distance is not a number come last. False when an allocation failed.
   static bool sorted(const PairsView &pairs, ConsensusPairs &out);
 
 private:

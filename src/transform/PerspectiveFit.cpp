@@ -66,7 +66,9 @@ private:
 };
 
 void residuals(const double *parameters, int count, const void *data, double *values, int *) {
-  perspectiveResiduals(parameters, count, *static_cast<const PerspectiveFitProblem *>(data), values);
+  const auto &problem = *static_cast<const PerspectiveFitProblem *>(data);
+  assert(count == 2 * problem.pairs.count); // two residuals a pair: no pair is read that was not gathered
+  perspectiveResiduals(parameters, count, problem, values);
 }
 
 } // namespace

@@ -41,8 +41,11 @@ bool plausible(const Trans8 &transform, Size frame) {
 
 float cappedError(const PairsView &pairs, const Trans8 &transform) {
   double sum = 0;
-  for (int i = 0; i < pairs.count; ++i)
-    sum += std::min(squaredResidual(pairs, transform, i), kErrorCap);
+  for (int i = 0; i < pairs.count; ++i) {
+    // A residual that is not a number counts as the largest.
+    const double squared = squaredResidual(pairs, transform, i);
+    sum += squared < kErrorCap ? squared : kErrorCap;
+  }
   return static_cast<float>(sum / pairs.count);
 }
 
@@ -69,8 +72,7 @@ PerspectiveSearchResult searchPerspective(const PairsView &pairs, const Perspect
   Trans8 start = kIdentity8;
   if (settings.guess != nullptr) std::copy_n(settings.guess, start.size(), start.begin());
   if (trials.bestAnchor >= 0) {
-    const Trans8 &best = trials.transform[static_cast<std::size_t>(trials.bestAnchor)];
-    if (settings.guess == nullptr || agreement(pairs, best) > agreement(pairs, start)) start = best;
+    if (settings.guess == nullptr || agreement(pairs, trials.best) > agreement(pairs, start)) start = trials.best;
   }
   const PerspectiveFit fit =
       fitAgreeing(pairs, start, {.frame = settings.frame, .guess = settings.guess, .maxAngle = maxAngle});

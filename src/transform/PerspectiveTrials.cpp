@@ -178,6 +178,7 @@ Status runTrials(const ConsensusPairs &pairs, const PerspectiveSearchSettings &s
           if (more || sameButLower) {
             results.bestAgreement = agreement.count;
             results.bestAnchor = anchor;
+            results.best = candidate.transform;
           }
         }
       }

@@ -17,6 +17,7 @@ struct TrialResults {
   Buffer<float> error;      // per anchor: mean squared residual of those pairs
   int bestAnchor = -1;      // -1: no candidate was plausible enough
   int bestAgreement = -1;
+  Trans8 best = kIdentity8; // not always that of bestAnchor above: the anchor may have kept one beyond maxAngle since
 };
 
 // maxAngle: a candidate that bends a frame corner further than this, degrees, is kept for its anchor but never becomes

@@ -10,6 +10,7 @@
 #include "transform/Plausibility.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 #include <numeric>
 
 namespace vindrel {
@@ -118,6 +119,17 @@ PairList exactPairs(const Trans8 &transform) {
   return pairs;
 }
 
+TEST(ConsensusPairs, ComeByDistanceThenByPlaceAndThoseWithoutADistanceLast) {
+  PairList pairs;
+  constexpr float kNan = std::numeric_limits<float>::quiet_NaN(), kInf = std::numeric_limits<float>::infinity();
+  for (const float distance : {kNan, 0.5f, kNan, 0.1f, kInf, 0.5f, 0.1f, -1.0f})
+    pairs.add(0, 0, 0, 0, distance);
+  ConsensusPairs sorted;
+  ASSERT_TRUE(ConsensusPairs::sorted(pairs.view(), sorted));
+  EXPECT_EQ(std::vector<std::int32_t>(sorted.order.begin(), sorted.order.end()),
+            (std::vector<std::int32_t>{7, 3, 6, 1, 5, 4, 0, 2}));
+}
+
 TEST(PerspectiveTrials, RefuseACandidateThatBendsACornerBy26TenthsOfADegree) {
   EXPECT_NEAR(largestCornerDeviation(sheared(2.6), kFrame), 2.6, 0.01);
   // Scaled up, rounding bends nothing: every row of the grid moves by a whole number of pixels.
@@ -136,6 +148,30 @@ TEST(PerspectiveTrials, KeepACandidateBeyondTheToleranceForItsAnchorButNeverAsTh
   const TrialResults eligible = trialsOf(pairs, 2.0f);
   EXPECT_GE(eligible.bestAnchor, 0);
   EXPECT_EQ(eligible.bestAgreement, pairs.count() + 2 - 3);
+}
+
+// The anchors lie on the top row, which both transforms leave where it is: whichever an anchor's sample finds first, it
+// may find the other later, and the steeper one has more pairs.
+TEST(PerspectiveTrials, DoNotLoseTheBestToALaterCandidateOfItsAnchorBeyondTheTolerance) {
+  PairList pairs;
+  for (int x = 0; x <= 2000; x += 100)
+    pairs.add(x, 0, x, 0, 0.1f);
+  const int anchors = pairs.count();
+  for (int i = 0; i < 90; ++i) {
+    const int x = 20 * i + 7, y = 300 * (1 + i % 4);
+    const bool turned = i % 3 != 0;
+    pairs.add(x, y, turned ? x + y * 9 / 300 : x, y, 0.2f);
+  }
+  ConsensusPairs sorted;
+  TrialResults results;
+  ASSERT_TRUE(ConsensusPairs::sorted(pairs.view(), sorted));
+  constexpr float kTolerance = 1.5f; // degrees; the steeper transform turns the corners by 1.72
+  ASSERT_EQ(runTrials(sorted, {.frame = kFrame, .anchorBudget = anchors}, kTolerance, results), Status::Ok);
+  ASSERT_GE(results.bestAnchor, 0);
+  EXPECT_LE(largestCornerDeviation(results.best, kFrame), kTolerance);
+  EXPECT_EQ(countAgreement(sorted, results.best, results.bestAnchor, -1, -1, 0).count, results.bestAgreement + 2)
+      << "its own count passes over two members of the sample, which agree";
+  EXPECT_GT(*std::max_element(results.agreement.begin(), results.agreement.end()), results.bestAgreement);
 }
 
 TEST(PerspectiveTrials, CountTwoForASampleThatNobodyElseAgreesWith) {
