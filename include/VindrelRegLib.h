@@ -126,7 +126,7 @@ typedef void (*ProgressCallback)(int *cancel, double fraction);
  * before it. Always an array with one record a rank; that of rank 0 is never read.
  */
 typedef struct {
-    int32_t  count;               /**< Pairs in the arrays below; 0 and NULL pointers when none are kept. */
+    int32_t  count;               /**< Pairs matched, and in the arrays below unless these are NULL: not kept. */
     int32_t *xA, *yA, *xB, *yB;   /**< The pairs: A in the image of the previous rank, B in this rank's. */
     float   *dist;                /**< Descriptor distance of each pair. */
     float    transform[8];        /**< Maps A to B; the affine model uses the first 6. */
@@ -137,7 +137,7 @@ typedef struct {
 /** What classementCompareSums() sorts: an image and its brightness. */
 typedef struct { int64_t index; int64_t sum; } RankEntry;
 
-/** What compareErrorRec() sorts: a record's rank and the error of its transform. */
+/** What compareErrorRec() sorts: the index of a pair and the squared distance that a transform leaves it. */
 typedef struct { int32_t index; float error; } FitEntry;
 
 /** The data of evaluate_transform(): pairs, and optionally a transform that the fit must not stray from. */

@@ -49,6 +49,15 @@ int64_t sourceStride(int width, int channels) {
   return static_cast<int64_t>(width) * (channels < 3 ? channels : 3);
 }
 
+// What every successful call ends with: returns `cropped`.
+int finish(int cropped, Size from, Size to, int *outSize) {
+  outSize[0] = to.width;
+  outSize[1] = to.height;
+  std::fprintf(stderr, "rt_align: %d  from %d x %d  to  %d x %d\n", cropped, from.width, from.height, to.width,
+               to.height);
+  return cropped;
+}
+
 int alignBlock(int nThreads, int maxShiftX, int maxShiftY, int perspective, int nImages, const FrameFormat &format,
                int *outSize, void *images, ProgressCallback callback) {
   const Progress progressReport{.function = reportTo, .state = &callback};
@@ -71,11 +80,7 @@ int alignBlock(int nThreads, int maxShiftX, int maxShiftY, int perspective, int 
                                    .sourceStride = sourceStride(format.size.width, format.channels),
                                    .progress = progressReport});
   if (warped != Status::Ok) return failure(warped);
-  outSize[0] = estimate.window.size.width;
-  outSize[1] = estimate.window.size.height;
-  std::fprintf(stderr, "rt_align: %d  from %d x %d  to  %d x %d\n", estimate.cropped, format.size.width,
-               format.size.height, outSize[0], outSize[1]);
-  return estimate.cropped;
+  return finish(estimate.cropped, format.size, estimate.window.size, outSize);
 }
 
 } // namespace
@@ -85,15 +90,12 @@ int rt_align(int nThreads, int maxShiftX, int maxShiftY, int perspective, int nI
   static_cast<void>(std::time(nullptr));
   // The affine search draws from the standard generator: seeded alike, every call sees the same draws.
   std::srand(0);
-  MAX_MATCHES_OPTIMIZED = pairBudgetFor({width, height});
-  if (!knownDepth(bitsPerSample)) {
-    // Samples of another size can neither be matched nor warped.
-    outSize[0] = width;
-    outSize[1] = height;
-    return 0;
-  }
+  const Size size{width, height};
+  MAX_MATCHES_OPTIMIZED = pairBudgetFor(size);
+  // Samples of another size can neither be matched nor warped.
+  if (!knownDepth(bitsPerSample)) return finish(0, size, size, outSize);
   const FrameFormat format{
-      .size = {width, height}, .channels = channels, .depth = bitsPerSample == 16 ? SampleDepth::U16 : SampleDepth::U8};
+      .size = size, .channels = channels, .depth = bitsPerSample == 16 ? SampleDepth::U16 : SampleDepth::U8};
   return alignBlock(nThreads, maxShiftX, maxShiftY, perspective, nImages, format, outSize, images, progressCallback);
 }
 

@@ -185,6 +185,67 @@ TEST(RtAlign, KeepsTheInputSizeWhenAskedTo) {
   }
 }
 
+TEST(RtAlign, PlacesTheFramesTheSameWayWhetherOrNotItKeepsTheSize) {
+  const StackBlock stack = makeStack({900, 700}, {.frames = 3, .evStep = 0.5, .motion = Motion::Affine, .seed = 2});
+  for (const bool perspective : {false, true}) {
+    const CallResult cropped = call(stack, perspective), kept = call(stack, perspective, 1, 1);
+    ASSERT_GT(cropped.result, 0);
+    for (int frame = 0; frame < stack.count(); ++frame) {
+      for (int y = 0; y < cropped.out.height; ++y) {
+        const auto a = cropped.bytes.begin() +
+                       (static_cast<std::ptrdiff_t>(frame) * cropped.out.height + y) * cropped.out.width * 3;
+        const auto b =
+            kept.bytes.begin() + (static_cast<std::ptrdiff_t>(frame) * kept.out.height + y) * kept.out.width * 3;
+        ASSERT_TRUE(std::equal(a, a + cropped.out.width * 3, b)) << "frame " << frame << ", row " << y;
+      }
+    }
+  }
+}
+
+TEST(RtAlign, LeavesTinyFramesWhereTheyAre) {
+  for (const Size size : {Size{1, 1}, {2, 1}, {1, 2}, {2, 2}, {20, 20}, {21, 300}}) {
+    for (const int perspective : {0, 1}) {
+      for (const int images : {1, 2, 3}) {
+        std::vector<std::uint8_t> block(static_cast<std::size_t>(packedSamples(size, 3) * images));
+        std::iota(block.begin(), block.end(), std::uint8_t{0});
+        int out[2] = {0, 0};
+        EXPECT_EQ(rt_align(3, 5, 5, perspective, images, size.width, size.height, 3, 8, out, block.data(), nullptr), 0);
+        EXPECT_EQ(out[0], size.width);
+        EXPECT_EQ(out[1], size.height);
+      }
+    }
+  }
+}
+
+TEST(RtAlign, TakesThreadCountsBelowOneForOneAndAnEmptyStackForDone) {
+  const StackBlock stack = makeStack({620, 480}, {.frames = 2, .evStep = 0.5, .motion = Motion::Affine, .seed = 4});
+  for (const bool perspective : {false, true}) {
+    const CallResult one = call(stack, perspective, 1);
+    for (const int threads : {0, -7})
+      EXPECT_TRUE(call(stack, perspective, threads).bytes == one.bytes) << threads;
+    for (const int images : {0, -1}) {
+      int out[2] = {0, 0};
+      EXPECT_EQ(rt_align(2, 5, 5, perspective ? 1 : 0, images, 64, 48, 3, 8, out, nullptr, nullptr), 0);
+      EXPECT_EQ(out[0], 64);
+      EXPECT_EQ(out[1], 48);
+    }
+  }
+}
+
+TEST(RtAlign, FindsNothingWithinAnEmptyOrNegativeRange) {
+  const StackBlock stack = makeStack({620, 480}, {.frames = 2, .evStep = 0.5, .motion = Motion::Shift, .seed = 4});
+  for (const int range : {0, -3}) {
+    for (const int perspective : {0, 1}) {
+      auto bytes = stack.bytes;
+      int out[2] = {0, 0};
+      EXPECT_EQ(rt_align(1, range, range, perspective, 2, stack.size().width, stack.size().height, 3, 8, out,
+                         bytes.data(), nullptr),
+                0)
+          << range;
+    }
+  }
+}
+
 TEST(RtAlign, SetsTheMatchBudgetFromTheFramesSize) {
   std::vector<std::uint8_t> tiny(160 * 100 * 3, 77);
   int size[2] = {0, 0};
@@ -305,7 +366,9 @@ TEST(RtAlign, LeavesImagesOfAnUnknownDepthUntouched) {
   std::vector<std::uint8_t> block(64 * 64 * 3 * 2 * 2, 9);
   const auto before = block;
   int size[2] = {0, 0};
+  ::testing::internal::CaptureStderr();
   EXPECT_EQ(rt_align(1, 10, 10, 1, 2, 64, 64, 3, 12, size, block.data(), nullptr), 0);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "rt_align: 0  from 64 x 64  to  64 x 64\n");
   EXPECT_EQ(block, before);
   EXPECT_EQ(size[0], 64);
   EXPECT_EQ(size[1], 64);
