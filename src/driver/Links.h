@@ -19,8 +19,8 @@ struct LinkSettings {
   Size frame;
   int pairBudget = 60; // pairs that the searches work on
   int threads = 1;
-  RandomSource random; // the affine search draws from it
-  bool polish = false; // affine: fit all agreeing pairs after the search; the flat interface does not
+  RandomSource random = {}; // the affine search draws from it
+  bool polish = false;      // affine: fit all agreeing pairs after the search; the flat interface does not
 };
 
 class Links {

@@ -6,6 +6,7 @@
 #include "support/StackBlock.h"
 #include "vindrel/AlignStack.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <stdexcept>
 
@@ -75,6 +76,37 @@ TEST(RtAlignProgress, CancelsAtEveryReportAndLeavesImagesUntouchedBeforeTheWarp)
         }
       }
     }
+  }
+}
+
+TEST(RtAlignProgress, LeavesTheFramesWarpedBeforeACancellationInTheirNewFormAndTheOthersAsTheyWere) {
+  const std::vector<std::byte> &before = smallStack().bytes;
+  const std::size_t frameBytes = smallStack().frameBytes();
+  for (const bool perspective : {false, true}) {
+    auto whole = before;
+    int out[2];
+    script = {};
+    ASSERT_GT(call(whole, 2, perspective, scripted, out), 0);
+    const std::size_t outBytes = static_cast<std::size_t>(packedSamples({out[0], out[1]}, 3));
+    script = {};
+    script.cancelAt = 3; // the report after the first frame's warp
+    auto bytes = before;
+    int size[2];
+    ASSERT_EQ(call(bytes, 2, perspective, scripted, size), -1000);
+    int warped = 0;
+    for (std::size_t i = 0; i < 3; ++i) {
+      const auto frame = bytes.begin() + static_cast<std::ptrdiff_t>(i * frameBytes);
+      const auto original = before.begin() + static_cast<std::ptrdiff_t>(i * frameBytes);
+      const auto aligned = whole.begin() + static_cast<std::ptrdiff_t>(i * outBytes);
+      if (std::equal(frame, frame + static_cast<std::ptrdiff_t>(frameBytes), original)) continue;
+      ++warped;
+      EXPECT_TRUE(std::equal(frame, frame + static_cast<std::ptrdiff_t>(outBytes), aligned)) << "frame " << i;
+      EXPECT_TRUE(std::equal(frame + static_cast<std::ptrdiff_t>(outBytes),
+                             frame + static_cast<std::ptrdiff_t>(frameBytes),
+                             original + static_cast<std::ptrdiff_t>(outBytes)))
+          << "frame " << i;
+    }
+    EXPECT_EQ(warped, 1);
   }
 }
 
