@@ -72,7 +72,8 @@
  *
  * @par What is checked
  * Arguments are trusted: sizes, counts, pointers and depths have to be what the contract of the function asks for, and
- * nothing else is checked. No exception leaves the library, and it never ends the process.
+ * nothing else is checked. No exception leaves the library, and it never ends the process; the OpenMP runtime does,
+ * when the system refuses it a thread.
  *
  * @par Memory
  * The caller owns every buffer that it passes; no pointer is kept after the call. Working memory is taken from the heap
@@ -239,8 +240,9 @@ extern int pinToEdge;
  *
  * The last column and row of an output image may be white: the warp needs a right and a lower neighbour.
  *
- * @param nThreads   OpenMP threads of the feature pass and warp threads, 1 and up; 1 warps on the calling thread. The
- *                   affine result is the same for any number, the perspective result is for a fixed one.
+ * @param nThreads   OpenMP threads of the feature pass and warp threads, 1 and up; 1 warps on the calling thread. No
+ *                   more are started than there are tiles, anchor pairs or rows to share. The affine result is the same
+ *                   for any number, the perspective result is for a fixed one.
  * @param maxShiftX,maxShiftY  Largest displacement between the points of two neighbours in brightness, pixels.
  * @param perspective  0: affine transforms; other values: perspective ones.
  * @param nImages    Images in the stack. One is warped by the identity.

@@ -16,4 +16,10 @@ constexpr StaticShare staticShare(int count, int thread, int threads) {
   return {begin, begin + each + (thread < extra ? 1 : 0)};
 }
 
+// Threads worth starting: one without a job would only cost its start and its working memory. The shares of the others
+// stay what they are.
+constexpr int usefulThreads(int count, int threads) {
+  return threads < 1 || count < 1 ? 1 : threads < count ? threads : count;
+}
+
 } // namespace vindrel

@@ -79,7 +79,7 @@ Status TilePass::run(int rank, const ImageView &brighter, const ImageView &darke
   std::atomic<bool> cancelled = false;
   int done = 0; // changed inside the critical section only
 
-#pragma omp parallel num_threads(settings_.threads)
+#pragma omp parallel num_threads(usefulThreads(tiles, settings_.threads))
   {
     Buffer<std::uint8_t> grey = Buffer<std::uint8_t>::zeroed(detectionBytes(grid_));
     if (!grey) outOfMemory = true;

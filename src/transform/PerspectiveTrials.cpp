@@ -155,7 +155,7 @@ Status runTrials(const ConsensusPairs &pairs, const PerspectiveSearchSettings &s
   if (!results.transform || !results.agreement || !results.error) return Status::OutOfMemory;
   const AnchorTrials trials(pairs, settings, maxAngle);
 
-#pragma omp parallel num_threads(settings.threads)
+#pragma omp parallel num_threads(usefulThreads(results.anchors, settings.threads))
   {
     MtRandom random; // every thread draws the same sequence
     const StaticShare share = staticShare(results.anchors, omp_get_thread_num(), omp_get_num_threads());

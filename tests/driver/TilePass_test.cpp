@@ -154,6 +154,17 @@ TEST(TilePass, RunsAOneTileGridOnATeamOfMany) {
   EXPECT_GT(pass.collectPairs().count, 30);
 }
 
+TEST(TilePass, TakesNoMemoryForThreadsWithoutATile) {
+  const Size size{640, 480};
+  const auto allocations = [&](int threads) {
+    Reports reports;
+    TilePass pass(makeTileGrid(size, 70), settings(reports, threads));
+    EXPECT_TRUE(pass.allocate());
+    return test::countAllocations([&] { pass.run(1, window(photo(), 0, 0, size), window(photo(), 5, 5, size)); });
+  };
+  EXPECT_EQ(allocations(8), allocations(1));
+}
+
 // A uniform frame with a part of the photograph at (x, 50).
 std::vector<std::uint8_t> framedPart(Size frame, Size part, int x) {
   std::vector<std::uint8_t> samples(static_cast<std::size_t>(packedSamples(frame, 3)), 128);

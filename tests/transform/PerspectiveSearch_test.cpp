@@ -265,6 +265,11 @@ TEST(PerspectiveSearch, RepeatsExactlyForEachNumberOfThreads) {
   }
 }
 
+TEST(PerspectiveSearch, GivesThreadsBeyondTheAnchorsNothingToDo) {
+  const PairList pairs = pairsOf(kHandHeld, 12, 4, kFrame.width, kFrame.height, 6);
+  EXPECT_EQ(search(pairs, 2000).transform, search(pairs, pairs.count() - 1).transform);
+}
+
 TEST(PerspectiveSearch, FindsNoTransformFromFewerThanEightPairs) {
   for (int count = 0; count < 8; ++count) {
     const PerspectiveSearchResult result = search(pairsOf(kHandHeld, count, 0, kFrame.width, kFrame.height, 7));
