@@ -5,6 +5,7 @@
 #include "CommonOptions.h"
 #include "Failure.h"
 #include "ImageFile.h"
+#include "NumberRange.h"
 #include "OutputFile.h"
 #include "ProgressBar.h"
 #include "Report.h"
@@ -165,7 +166,7 @@ Run declareSimulate(CLI::App &options) {
       ->check(CLI::Range(1, BracketOptions::kMaxFrames).description(""))
       ->type_name("N");
   options.add_option("--ev", bracket.evStep, "Stops between frames next to each other in exposure, 0 to 10")
-      ->check(CLI::Range(0.0, BracketOptions::kMaxEvStep).description(""))
+      ->check(NumberRange(0, BracketOptions::kMaxEvStep))
       ->type_name("STEP")
       ->capture_default_str();
   options.add_option("--motion", arguments->motion, "How the camera moves in between: shift, affine or perspective")

@@ -4,6 +4,7 @@
 #include "CommonOptions.h"
 #include "Failure.h"
 #include "ImageFile.h"
+#include "NumberRange.h"
 #include "OutputFile.h"
 #include "ProgressBar.h"
 #include "Report.h"
@@ -117,8 +118,7 @@ ExitCode runStraighten(const StraightenArguments &arguments) {
 
 Run declareStraighten(CLI::App &options) {
   const auto arguments = std::make_shared<StraightenArguments>();
-  const CLI::Validator factorRange =
-      CLI::Range(-StraightenOptions::kMaxFactor, StraightenOptions::kMaxFactor).description("");
+  const NumberRange factorRange(-StraightenOptions::kMaxFactor, StraightenOptions::kMaxFactor);
   options.add_option("PHOTO", arguments->photo, "The photograph: JPEG, PNG or TIFF")->required()->type_name("");
   options.add_option("-o,--output", arguments->output, "File to write; its folder is made if it is missing")
       ->required()
@@ -140,7 +140,7 @@ Run declareStraighten(CLI::App &options) {
   options
       .add_option("--rotate", arguments->options.degrees,
                   "Degrees to turn the picture, -360 to 360; positive: anticlockwise")
-      ->check(CLI::Range(-StraightenOptions::kMaxDegrees, StraightenOptions::kMaxDegrees).description(""))
+      ->check(NumberRange(-StraightenOptions::kMaxDegrees, StraightenOptions::kMaxDegrees))
       ->type_name("DEG")
       ->capture_default_str();
   options

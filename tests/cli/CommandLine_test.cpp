@@ -48,11 +48,18 @@ INSTANTIATE_TEST_SUITE_P(
                     Misuse{{"simulate", "a.jpg", "-o", "out", "--frames", "0"}, "--frames"},
                     Misuse{{"simulate", "a.jpg", "-o", "out", "--frames", "100"}, "--frames"},
                     Misuse{{"simulate", "a.jpg", "-o", "out", "--frames", "3", "--ev", "-1"}, "--ev"},
+                    Misuse{{"simulate", "a.jpg", "-o", "out", "--frames", "3", "--ev", "nan"}, "--ev"},
                     Misuse{{"simulate", "a.jpg", "-o", "out", "--frames", "3", "--motion", "spin"}, "--motion"},
                     Misuse{{"simulate", "a.jpg", "-o", "out", "--frames", "3", "--seed", "-1"}, "--seed"},
                     Misuse{{"simulate", "a.jpg", "-o", "out", "--frames", "3", "--depth", "12"}, "--depth"},
                     Misuse{{"simulate", "a.jpg", "-o", "out", "--frames", "3", "--width", "0"}, "--width"},
-                    Misuse{{"simulate", "a.jpg", "b.jpg", "-o", "out", "--frames", "3"}, "b.jpg"}));
+                    Misuse{{"simulate", "a.jpg", "b.jpg", "-o", "out", "--frames", "3"}, "b.jpg"},
+                    Misuse{{"straighten"}, "PHOTO"}, Misuse{{"straighten", "a.jpg"}, "--output"},
+                    Misuse{{"straighten", "a.jpg", "-o", "b.jpg", "--vertical", "steep"}, "--vertical"},
+                    Misuse{{"straighten", "a.jpg", "-o", "b.jpg", "--horizontal", "nan"}, "--horizontal"},
+                    Misuse{{"straighten", "a.jpg", "-o", "b.jpg", "--rotate", "nan"}, "--rotate"},
+                    Misuse{{"straighten", "a.jpg", "-o", "b.jpg", "--crop", "half"}, "--crop"},
+                    Misuse{{"straighten", "a.jpg", "-o", "b.jpg", "--threads", "0"}, "--threads"}));
 
 TEST(CommandLine, AMistakeIsToldInOneLineThatSaysWhereToReadOn) {
   EXPECT_EQ(runVindrel({"align", "a.jpg"}).err,

@@ -2,6 +2,8 @@
 #include "Program.h"
 #include "Scene.h"
 
+#include "vindrel/StraightenImage.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -28,6 +30,47 @@ protected:
 
   TemporaryFolder folder_;
 };
+
+// What the C++ interface makes of the photograph.
+template <typename Sample>
+Photo expected(const Photo &from, const StraightenOptions &options) {
+  constexpr SampleDepth depth = sizeof(Sample) == 1 ? SampleDepth::U8 : SampleDepth::U16;
+  const std::vector<Sample> samples(from.samples.begin(), from.samples.end());
+  const Straightening s = prepareStraightening({from.width, from.height}, options);
+  std::vector<Sample> pixels(static_cast<std::size_t>(packedSamples(s.outputSize, from.channels)));
+  const auto rowOf = [&](int width) { return static_cast<std::int64_t>(width) * from.channels; };
+  EXPECT_TRUE(straightenFrame(s, {samples.data(), s.frameSize, from.channels, rowOf(from.width), depth},
+                              {pixels.data(), s.outputSize, from.channels, rowOf(s.outputSize.width), depth}, 1));
+  return {s.outputSize.width, s.outputSize.height, from.channels, from.bits, {pixels.begin(), pixels.end()}};
+}
+
+TEST_F(Straighten, WritesThePixelsOfTheInterface) {
+  ASSERT_EQ(straighten({"-o", out(), "--vertical", "-0.06", "--horizontal", "0.02", "--rotate", "-1.5"}).exitCode, 0);
+  const Photo should = expected<std::uint8_t>(load(photo()), {.vertical = -0.06, .horizontal = 0.02, .degrees = -1.5});
+  EXPECT_EQ(load(out()).width, should.width);
+  EXPECT_EQ(load(out()).samples, should.samples);
+}
+
+TEST_F(Straighten, KeepsSixteenBitsAndAlpha) {
+  save(photo(), takePhoto(4, {.width = 200, .height = 150}, 4, 16));
+  ASSERT_EQ(straighten({"-o", out("deep.tif"), "--rotate", "1"}).exitCode, 0);
+  const Photo result = load(out("deep.tif"));
+  EXPECT_EQ(result.bits, 16);
+  EXPECT_EQ(result.channels, 4);
+  EXPECT_EQ(result.samples, expected<std::uint16_t>(load(photo()), {.degrees = 1}).samples);
+}
+
+TEST_F(Straighten, PinsTheSearchOfTheCropToTheFramesMiddle) {
+  ASSERT_EQ(straighten({"-o", out(), "--vertical", "0.1", "--rotate", "6", "--pin-to-edge"}).exitCode, 0);
+  const StraightenOptions options = {.vertical = 0.1, .degrees = 6, .pinToEdge = true};
+  EXPECT_EQ(load(out()).samples, expected<std::uint8_t>(load(photo()), options).samples);
+}
+
+TEST_F(Straighten, WritesTheSameBytesOnAnyNumberOfThreads) {
+  ASSERT_EQ(straighten({"-o", out("one.png"), "--vertical", "0.05", "--threads", "1"}).exitCode, 0);
+  ASSERT_EQ(straighten({"-o", out("five.png"), "--vertical", "0.05", "--threads", "5"}).exitCode, 0);
+  EXPECT_EQ(readBytes(out("one.png")), readBytes(out("five.png")));
+}
 
 TEST_F(Straighten, WritesTheCropAndSaysItsSize) {
   const Outcome run = straighten({"-o", out(), "--vertical", "-0.05", "--rotate", "2"});
