@@ -11,7 +11,7 @@ Installs what is missing from Debian, then configures, builds and tests each pre
 Build trees are kept in build/, so that a second run only builds what changed.
 
   PRESET    release, debug, asan, tsan, clang, coverage (CMakePresets.json says what each is)
-  --all     release, clang (the second compiler), asan and tsan: what continuous integration runs
+  --all     release, clang (the second compiler), asan and tsan; continuous integration runs all but tsan
   -h, --help
             print this text
 
