@@ -149,7 +149,8 @@ TEST(Links, ReportEveryFailedAllocation) {
   };
   ASSERT_TRUE(findAll()); // the calling thread keeps its scratch memory from here on
   const long failures = test::forEachFailingAllocation([&](const test::FailingAllocation &failing) {
-    EXPECT_EQ(findAll(), !failing.reached());
+    const bool done = findAll();
+    EXPECT_EQ(done, !failing.reached());
     EXPECT_EQ(failing.live(), 0);
   });
   EXPECT_GT(failures, 30);
