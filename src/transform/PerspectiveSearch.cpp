@@ -79,8 +79,7 @@ PerspectiveSearchResult searchPerspective(const PairsView &pairs, const Perspect
   if (fit.status != Status::Ok) return {.status = fit.status};
 
   // Who agrees is asked anew after every fit, until the answer stands still: a minimal sample of whole-pixel points
-  // sees only part of the pairs that are right. The sampling itself is not repeated; the fit finds what more samples
-  // would.
+  // sees only part of the pairs that are right. The sampling itself is not repeated.
   //
   // The fit costs no more than its start: where it is implausible, the pairs speak for something implausible.
   result.transform = fit.transform;
