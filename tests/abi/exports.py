@@ -11,7 +11,8 @@ from headerNames import declaredNames
 
 # What a fresh host has to have: the language runtimes, OpenMP and the least-squares routines. Nothing that shows
 # pictures or reads files has a place here.
-ALLOWED_LIBRARIES = re.compile(r"(libcminpack|libgomp|libomp|libstdc\+\+|libgcc_s|libm|libc|libpthread|ld-linux-x86-64)"
+ALLOWED_LIBRARIES = re.compile(r"(libcminpack|libhwy|libgomp|libomp|libstdc\+\+|libgcc_s|libm|libc|libpthread|"
+                               r"ld-linux-x86-64)"
                                r"(\.so\b|-\d|$)")
 SANITIZER_LIBRARIES = re.compile(r"lib(asan|ubsan|tsan)\.so")
 SONAME = "VindrelRegLib-QVA.so.1"
