@@ -8,6 +8,7 @@ enum class Status {
   Ok,
   OutOfMemory,
   Cancelled,
+  FrameMissing, // a source of frames could not hand one over
 };
 
 } // namespace vindrel

@@ -65,15 +65,17 @@ int alignBlock(int nThreads, int maxShiftX, int maxShiftY, int perspective, int 
   nImages = nImages < 0 ? 0 : nImages;
   BlockFrames frames(images, nImages, format);
   const Estimate estimate =
-      estimateTransforms(frames, {.model = perspective != 0 ? LinkModel::Perspective : LinkModel::Affine,
-                                  .threads = threads,
-                                  .maxShiftX = maxShiftX,
-                                  .maxShiftY = maxShiftY,
-                                  .keepFrameSize = outSize[0] == 1,
-                                  .brightness = kThreeConsecutiveSamples,
-                                  .readableSamples = nImages * packedSamples(format.size, format.channels),
-                                  .random = processRandom(),
-                                  .progress = progressReport});
+      estimateTransforms(frames,
+                         {.threads = threads,
+                          .maxShiftX = maxShiftX,
+                          .maxShiftY = maxShiftY,
+                          .brightness = kThreeConsecutiveSamples,
+                          .readableSamples = nImages * packedSamples(format.size, format.channels),
+                          .progress = progressReport},
+                         {.model = perspective != 0 ? LinkModel::Perspective : LinkModel::Affine,
+                          .threads = threads,
+                          .keepFrameSize = outSize[0] == 1,
+                          .random = processRandom()});
   if (estimate.status != Status::Ok) return failure(estimate.status);
   const Status warped = warpBlock(estimate, format, nImages, images,
                                   {.threads = threads,
@@ -122,12 +124,12 @@ int classementImages(int nImages, int width, int height, int channels, int bitsP
   const Size size{width, height};
   const FrameFormat format{
       .size = size, .channels = channels, .depth = bitsPerSample == 16 ? SampleDepth::U16 : SampleDepth::U8};
-  BlockFrames frames(images, nImages, format);
+  const BlockFrames frames(images, nImages, format);
   const int64_t frameSamples = packedSamples(size, channels);
   const bool counts = height >= 1 && knownDepth(bitsPerSample);
   for (int i = 0; i < nImages; ++i) {
     const int64_t sum =
-        counts ? sumBrightness(frames.frame(i), kThreeConsecutiveSamples, (nImages - i) * frameSamples) : 0;
+        counts ? sumBrightness(frames.view(i), kThreeConsecutiveSamples, (nImages - i) * frameSamples) : 0;
     entries[static_cast<std::size_t>(i)] = {.index = i, .sum = sum};
     scores[i] = meanBrightness(sum, size);
   }

@@ -1,9 +1,6 @@
 #include "driver/Estimate.h"
 
 #include "driver/ProfileLog.h"
-#include "driver/Ranking.h"
-#include "driver/TileGrid.h"
-#include "driver/TilePass.h"
 #include "transform/Matrix33.h"
 
 #include <algorithm>
@@ -11,50 +8,15 @@
 namespace vindrel {
 namespace {
 
-constexpr int kLeastPairBudget = 20;
-constexpr int kPairBudgetShift = 4; // a pair for every 16 pixels of width and height
-
-Status rankFrames(FrameSource &frames, const EstimateSettings &settings, std::uint32_t *rankOrder) {
-  const auto count = static_cast<std::size_t>(frames.count());
-  const FrameFormat format = frames.format();
-  const std::int64_t frameSamples = packedSamples(format.size, format.channels);
-  Buffer<RankEntry> entries = Buffer<RankEntry>::zeroed(count);
-  if (!entries) return Status::OutOfMemory;
-  for (std::size_t i = 0; i < count; ++i) {
-    const ImageView frame = frames.frame(static_cast<int>(i));
-    const std::int64_t own =
-        (frame.size.height - 1) * frame.rowStride + static_cast<std::int64_t>(frame.size.width) * frame.channels;
-    const std::int64_t readable =
-        settings.readableSamples > 0 ? settings.readableSamples - static_cast<std::int64_t>(i) * frameSamples : own;
-    entries[i] = {.index = static_cast<std::int64_t>(i), .sum = sumBrightness(frame, settings.brightness, readable)};
-  }
-  rankByBrightness(entries.data(), frames.count(), rankOrder);
-  return Status::Ok;
-}
-
-Status findLinks(FrameSource &frames, const EstimateSettings &settings, int pairBudget, const std::uint32_t *rankOrder,
-                 Links &links) {
-  const int count = frames.count();
-  if (count < 2) return Status::Ok;
-  const TileGrid grid = makeTileGrid(frames.format().size, pairBudget);
-  TilePass pass(grid, {.threads = settings.threads,
-                       .window = {.rangeX = settings.maxShiftX, .rangeY = settings.maxShiftY},
-                       .progress = settings.progress,
-                       .passes = count - 1});
-  if (!pass.allocate()) return Status::OutOfMemory;
+Status findLinks(const StackPairs &pairs, int threads, Links &links) {
+  if (pairs.count < 2) return Status::Ok;
   const double start = elapsedSeconds();
-  for (int rank = 1; rank < count; ++rank) {
-    const ImageView brighter = frames.frame(static_cast<int>(rankOrder[rank - 1]));
-    const ImageView darker = frames.frame(static_cast<int>(rankOrder[rank]));
-    if (const Status status = pass.run(rank, brighter, darker); status != Status::Ok) return status;
-    if (const Status status = pass.retryWithNeighbours(); status != Status::Ok) return status;
-    profileLog(0, "Time taken after feature matching for %d processors is %f\n", settings.threads,
-               elapsedSeconds() - start);
-    if (const Status status = links.find(rank, pass.collectPairs()); status != Status::Ok) return status;
+  for (int rank = 1; rank < pairs.count; ++rank) {
+    if (const Status status = links.find(rank, pairs.pairs(rank)); status != Status::Ok) return status;
   }
   const Status status = links.secondChances();
-  profileLog(0, "Time taken after feature matching and finding transform for %d processors is %f\n", settings.threads,
-             elapsedSeconds() - start);
+  profileLog(0, "Time taken after feature matching and finding transform for %d processors is %f\n", threads,
+             pairs.seconds + elapsedSeconds() - start);
   return status;
 }
 
@@ -73,19 +35,15 @@ void chainMatrices(const Links &links, int frames, std::array<double, 9> *matric
 
 } // namespace
 
-int pairBudgetFor(Size frame) {
-  return std::max(kLeastPairBudget,
-                  static_cast<int>((static_cast<std::int64_t>(frame.width) + frame.height) >> kPairBudgetShift));
-}
-
-Estimate estimateTransforms(FrameSource &frames, const EstimateSettings &settings) {
+Estimate linkStack(const StackPairs &pairs, const LinkStackSettings &settings) {
   Estimate estimate;
-  const int count = frames.count();
-  const Size frame = frames.format().size;
-  const int pairBudget = pairBudgetFor(frame);
+  const int count = pairs.count;
+  const Size frame = pairs.frame;
   const auto room = static_cast<std::size_t>(std::max(count, 1));
+  estimate.status = pairs.status;
   estimate.frame = frame;
   estimate.model = settings.model;
+  if (pairs.status != Status::Ok) return estimate;
   estimate.rankOrder = Buffer<std::uint32_t>::zeroed(room);
   estimate.evidence = Buffer<LinkEvidence>::zeroed(room);
   estimate.consensus = Buffer<bool>::zeroed(room);
@@ -93,7 +51,7 @@ Estimate estimateTransforms(FrameSource &frames, const EstimateSettings &setting
   estimate.transforms = TransformTable(settings.model, static_cast<int>(room));
   Links links(count, {.model = settings.model,
                       .frame = frame,
-                      .pairBudget = pairBudget,
+                      .pairBudget = pairBudgetFor(frame),
                       .threads = settings.threads,
                       .random = settings.random,
                       .polish = settings.polish});
@@ -105,13 +63,9 @@ Estimate estimateTransforms(FrameSource &frames, const EstimateSettings &setting
       !estimate.transforms.allocate() || !links.allocate()) {
     return fail(Status::OutOfMemory);
   }
+  std::copy(pairs.rankOrder.begin(), pairs.rankOrder.end(), estimate.rankOrder.begin());
   const std::uint32_t *rankOrder = estimate.rankOrder.data();
-  if (const Status status = rankFrames(frames, settings, estimate.rankOrder.data()); status != Status::Ok) {
-    return fail(status);
-  }
-  if (const Status status = findLinks(frames, settings, pairBudget, rankOrder, links); status != Status::Ok) {
-    return fail(status);
-  }
+  if (const Status status = findLinks(pairs, settings.threads, links); status != Status::Ok) return fail(status);
   for (int rank = 1; rank < count; ++rank) {
     estimate.evidence[static_cast<std::size_t>(rank)] = links.evidence(rank);
     estimate.consensus[static_cast<std::size_t>(rank)] = links.consensus(rank);
@@ -145,6 +99,10 @@ Estimate estimateTransforms(FrameSource &frames, const EstimateSettings &setting
   estimate.window = window;
   estimate.cropped = (frame.width - window.size.width) + (frame.height - window.size.height);
   return estimate;
+}
+
+Estimate estimateTransforms(FrameSource &frames, const PairSettings &pairs, const LinkStackSettings &links) {
+  return linkStack(collectStackPairs(frames, pairs), links);
 }
 
 } // namespace vindrel

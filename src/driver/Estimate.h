@@ -3,28 +3,23 @@
 #pragma once
 
 #include "base/Buffer.h"
-#include "base/Progress.h"
+#include "base/FrameSource.h"
 #include "base/Status.h"
-#include "driver/Brightness.h"
 #include "driver/Chain.h"
 #include "driver/CommonRectangle.h"
-#include "driver/FrameSource.h"
 #include "driver/Links.h"
+#include "driver/StackPairs.h"
 
 #include <cstdint>
 
 namespace vindrel {
 
-struct EstimateSettings {
+struct LinkStackSettings {
   LinkModel model = LinkModel::Affine;
   int threads = 1;
-  int maxShiftX = 0, maxShiftY = 0; // largest displacement between the points of neighbouring ranks, pixels
-  bool polish = false;              // affine: fit all agreeing pairs after the search
-  bool keepFrameSize = false;       // no crop: the output has the frames' size
-  BrightnessSamples brightness = kThreeConsecutiveSamples;
-  std::int64_t readableSamples = 0; // from a source's first frame on, when all lie in one block; 0: each on its own
-  RandomSource random;              // the affine search draws from it
-  Progress progress = {};           // fractions up to kFeatureShare
+  bool polish = false;        // affine: fit all agreeing pairs after the search
+  bool keepFrameSize = false; // no crop: the output has the frames' size
+  RandomSource random = {};   // the affine search draws from it
 };
 
 struct Estimate {
@@ -41,9 +36,10 @@ struct Estimate {
   int cropped = 0;        // columns plus rows that the window leaves out
 };
 
-// How many pairs the searches are to work on for a frame of this size.
-int pairBudgetFor(Size frame);
+// The second half of an estimate: the pairs of every rank explained by one model, and the window that follows from it.
+Estimate linkStack(const StackPairs &pairs, const LinkStackSettings &settings);
 
-Estimate estimateTransforms(FrameSource &frames, const EstimateSettings &settings);
+// Both halves.
+Estimate estimateTransforms(FrameSource &frames, const PairSettings &pairs, const LinkStackSettings &links);
 
 } // namespace vindrel

@@ -6,6 +6,7 @@
 #include "features/FeaturePoints.h"
 #include "features/PairMatcher.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -63,9 +64,15 @@ public:
             .yB = coordinates_.data() + 3 * capacity_ + first,
             .dist = dist_.data() + first};
   }
-  PairsView view(int count) {
-    const PairsOut all = from(0);
-    return {.count = count, .xA = all.xA, .yA = all.yA, .xB = all.xB, .yB = all.yB, .dist = all.dist};
+  // So many entries from one on.
+  PairsView view(std::size_t first, int count) const {
+    const std::int32_t *x = coordinates_.data() + first;
+    return {.count = count,
+            .xA = x,
+            .yA = x + capacity_,
+            .xB = x + 2 * capacity_,
+            .yB = x + 3 * capacity_,
+            .dist = dist_.data() + first};
   }
 
 private:
@@ -73,5 +80,13 @@ private:
   Buffer<std::int32_t> coordinates_;
   Buffer<float> dist_;
 };
+
+inline void copyPairs(const PairsView &pairs, const PairsOut &out) {
+  std::copy_n(pairs.xA, pairs.count, out.xA);
+  std::copy_n(pairs.yA, pairs.count, out.yA);
+  std::copy_n(pairs.xB, pairs.count, out.xB);
+  std::copy_n(pairs.yB, pairs.count, out.yB);
+  std::copy_n(pairs.dist, pairs.count, out.dist);
+}
 
 } // namespace vindrel

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <mutex>
 #include <omp.h>
 
 namespace vindrel {
@@ -77,7 +78,9 @@ Status TilePass::run(int rank, const ImageView &brighter, const ImageView &darke
   const double allTiles = static_cast<double>(settings_.passes) * tiles;
   std::atomic<bool> outOfMemory = false;
   std::atomic<bool> cancelled = false;
-  int done = 0; // changed inside the critical section only
+  int done = 0; // changed under the lock only
+  // A lock of this pass: one that all passes of the process share would let the callback of one stack hold up another.
+  std::mutex reporting;
 
 #pragma omp parallel num_threads(usefulThreads(tiles, settings_.threads))
   {
@@ -90,12 +93,10 @@ Status TilePass::run(int rank, const ImageView &brighter, const ImageView &darke
         outOfMemory = true;
         continue;
       }
-#pragma omp critical(rt_align_inc_tileDone)
-      {
-        ++done;
-        const double fraction = (done + static_cast<double>(rank - 1) * tiles + 1) * kFeatureShare / allTiles;
-        if (!settings_.progress.report(fraction)) cancelled = true;
-      }
+      const std::lock_guard<std::mutex> lock(reporting);
+      ++done;
+      const double fraction = (done + static_cast<double>(rank - 1) * tiles + 1) * kFeatureShare / allTiles;
+      if (!settings_.progress.report(fraction)) cancelled = true;
     }
   }
   if (outOfMemory) return Status::OutOfMemory;
@@ -132,18 +133,12 @@ Status TilePass::retryWithNeighbours() {
 PairsView TilePass::collectPairs() {
   int total = 0;
   for (int tile = 0; tile < grid_.count(); ++tile) {
-    const auto count = static_cast<std::size_t>(pairCount_[static_cast<std::size_t>(tile)]);
+    const int count = pairCount_[static_cast<std::size_t>(tile)];
     const std::size_t slice = static_cast<std::size_t>(tile) * static_cast<std::size_t>(grid_.pairCap);
-    const PairsOut from = pairs_.from(slice);
-    const PairsOut to = collected_.from(static_cast<std::size_t>(total));
-    std::copy_n(from.xA, count, to.xA);
-    std::copy_n(from.yA, count, to.yA);
-    std::copy_n(from.xB, count, to.xB);
-    std::copy_n(from.yB, count, to.yB);
-    std::copy_n(from.dist, count, to.dist);
-    total += static_cast<int>(count);
+    copyPairs(pairs_.view(slice, count), collected_.from(static_cast<std::size_t>(total)));
+    total += count;
   }
-  return collected_.view(total);
+  return collected_.view(0, total);
 }
 
 } // namespace vindrel

@@ -4,9 +4,9 @@
 #pragma once
 
 #include "base/Buffer.h"
+#include "base/FrameSource.h"
 #include "base/Progress.h"
 #include "base/Status.h"
-#include "driver/FrameSource.h"
 #include "driver/TileBuffers.h"
 #include "driver/TileGrid.h"
 

@@ -2,10 +2,10 @@
 // written back over the block, the frames packed at their new size.
 #pragma once
 
+#include "base/FrameSource.h"
 #include "base/Progress.h"
 #include "base/Status.h"
 #include "driver/Estimate.h"
-#include "driver/FrameSource.h"
 
 #include <cstdint>
 

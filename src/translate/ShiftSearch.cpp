@@ -42,11 +42,10 @@ public:
     return grey_ && grey2_ && reference_.pyramid && moving_.pyramid;
   }
 
-  // Both thresholded at the same pixel count.
-  void load(std::span<const ImageView> frames, int reference, int moving, std::int64_t count) {
+  // Both thresholded at the same pixel count. False when a frame could not be had.
+  bool load(FrameSource &frames, int reference, int moving, std::int64_t count) {
     if (moving_.shows(reference, count)) std::swap(reference_, moving_);
-    show(reference_, frames, reference, count);
-    show(moving_, frames, moving, count);
+    return show(reference_, frames, reference, count) && show(moving_, frames, moving, count);
   }
 
   Shift search(std::int64_t &bestDifference) const {
@@ -71,11 +70,14 @@ public:
   }
 
 private:
-  void show(BuiltPyramid &built, std::span<const ImageView> frames, int frame, std::int64_t count) {
-    if (built.shows(frame, count)) return;
-    built.pyramid.build(frames[frame], count, grey_.data(), grey2_.data());
+  bool show(BuiltPyramid &built, FrameSource &frames, int frame, std::int64_t count) {
+    if (built.shows(frame, count)) return true;
+    const std::optional<ImageView> view = frames.frame(frame);
+    if (!view) return false;
+    built.pyramid.build(*view, count, grey_.data(), grey2_.data());
     built.frame = frame;
     built.count = count;
+    return true;
   }
 
   // The differing bits of all trials in one pass over the rows, dy outer and dx inner.
@@ -137,9 +139,9 @@ private:
 };
 
 // Compares a frame with its partner, whose position is known, at one pixel count for both.
-void placeFrame(PairSearch &search, std::span<const ImageView> frames, int partner, int frame, std::int64_t count,
-                ShiftEstimate &estimate) {
-  search.load(frames, partner, frame, count);
+Status placeFrame(PairSearch &search, FrameSource &frames, int partner, int frame, std::int64_t count,
+                  ShiftEstimate &estimate) {
+  if (!search.load(frames, partner, frame, count)) return Status::FrameMissing;
   FrameShift &result = estimate.shifts[frame];
   const Shift shift = search.search(result.bestDifference);
   const FrameShift &base = estimate.shifts[partner];
@@ -148,7 +150,7 @@ void placeFrame(PairSearch &search, std::span<const ImageView> frames, int partn
   result.partner = partner;
   result.pairX = shift.x;
   result.pairY = shift.y;
-  result.comparedBits = packedSamples(frames[frame].size, 1);
+  result.comparedBits = packedSamples(frames.format().size, 1);
   result.searched = true;
   const int reach = static_cast<int>((std::int64_t{1} << estimate.levels) - 1);
   result.atReachEdge = std::max(std::abs(shift.x), std::abs(shift.y)) >= reach;
@@ -164,12 +166,13 @@ void placeFrame(PairSearch &search, std::span<const ImageView> frames, int partn
   }
   result.trustworthy = result.doubt == ShiftDoubt::None;
   estimate.lastError = static_cast<int>(std::min<std::int64_t>(result.bestDifference, std::numeric_limits<int>::max()));
+  return Status::Ok;
 }
 
-Status searchChain(std::span<const ImageView> frames, const std::uint32_t *histograms, const Brightness *brightness,
+Status searchChain(FrameSource &frames, const std::uint32_t *histograms, const Brightness *brightness,
                    const PercentileCounts &counts, Steps &steps, ShiftEstimate &estimate) {
   PairSearch search;
-  if (!search.allocate(frames[0].size, estimate.levels)) return Status::OutOfMemory;
+  if (!search.allocate(frames.format().size, estimate.levels)) return Status::OutOfMemory;
   const int *order = estimate.order.data();
   const auto adjusted = [&](int frame, std::int64_t count) {
     return adjustCount(histograms + static_cast<std::int64_t>(kGreyLevels) * frame, 0, count);
@@ -179,16 +182,18 @@ Status searchChain(std::span<const ImageView> frames, const std::uint32_t *histo
   std::int64_t count = brightness[order[0]].target;
   if (count != counts.low && brightness[order[1]].target != counts.half) count = brightness[order[1]].target;
   count = adjusted(order[1], count);
-  placeFrame(search, frames, order[1], order[0], count, estimate);
-  if (!steps.next()) return Status::Cancelled;
+  const auto place = [&](int partner, int frame) {
+    const Status status = placeFrame(search, frames, partner, frame, count, estimate);
+    return status == Status::Ok && !steps.next() ? Status::Cancelled : status;
+  };
+  if (const Status status = place(order[1], order[0]); status != Status::Ok) return status;
 
   for (int k = 1; k + 1 < estimate.count; ++k) {
     std::int64_t next = brightness[order[k]].target;
     if (brightness[order[k + 1]].target == counts.half) next = counts.half;
     // The first chained pair takes over the adjusted count of the pair before it where the target is that very count.
     if (k > 1 || next != count) count = adjusted(order[k], next);
-    placeFrame(search, frames, order[k], order[k + 1], count, estimate);
-    if (!steps.next()) return Status::Cancelled;
+    if (const Status status = place(order[k], order[k + 1]); status != Status::Ok) return status;
   }
   return Status::Ok;
 }
@@ -230,9 +235,14 @@ float fractionForShift(Size size, int shift) {
 }
 
 ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFraction, const Progress &progress) {
+  ViewFrames source(frames);
+  return estimateShifts(source, searchFraction, progress);
+}
+
+ShiftEstimate estimateShifts(FrameSource &frames, float searchFraction, const Progress &progress) {
   ShiftEstimate estimate;
-  estimate.count = static_cast<int>(frames.size());
-  const std::size_t n = frames.size();
+  estimate.count = frames.count();
+  const auto n = static_cast<std::size_t>(estimate.count);
   estimate.shifts = Buffer<FrameShift>::zeroed(n);
   estimate.order = Buffer<int>::zeroed(n);
   Buffer<std::uint32_t> histograms = Buffer<std::uint32_t>::zeroed(n * kGreyLevels);
@@ -242,10 +252,13 @@ ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFrac
   if (n == 0) return estimate;
 
   Steps steps(progress, 2 * estimate.count - 1);
-  const PercentileCounts counts = percentileCounts(packedSamples(frames[0].size, 1));
+  const Size size = frames.format().size;
+  const PercentileCounts counts = percentileCounts(packedSamples(size, 1));
   for (std::size_t i = 0; i < n; ++i) {
+    const std::optional<ImageView> frame = frames.frame(static_cast<int>(i));
+    if (!frame) return failed(Status::FrameMissing);
     std::uint32_t *histogram = histograms.data() + i * kGreyLevels;
-    greyHistogram(frames[i], histogram);
+    greyHistogram(*frame, histogram);
     brightness[i] = brightnessOf(histogram, counts);
     if (!steps.next()) return failed(Status::Cancelled);
   }
@@ -254,7 +267,7 @@ ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFrac
   FrameShift &anchor = estimate.shifts[estimate.order[n > 1 ? 1 : 0]];
   anchor.doubt = ShiftDoubt::None;
   anchor.trustworthy = true;
-  if (n > 1) estimate.levels = searchLevels(frames[0].size, searchFraction);
+  if (n > 1) estimate.levels = searchLevels(size, searchFraction);
   if (estimate.levels > 0) {
     const Status status = searchChain(frames, histograms.data(), brightness.data(), counts, steps, estimate);
     if (status != Status::Ok) return failed(status);

@@ -8,6 +8,7 @@
 #pragma once
 
 #include "base/Buffer.h"
+#include "base/FrameSource.h"
 #include "base/ImageView.h"
 #include "base/Progress.h"
 #include "base/Status.h"
@@ -60,8 +61,12 @@ int searchLevels(Size size, float searchFraction);
 // for shifts of 0 or less.
 float fractionForShift(Size size, int shift);
 
-// Frames: of one size, channel count and depth; they need not lie in one block. Runs on the caller's thread. Progress
-// is reported, and cancellation noticed, after each frame that was looked at and each pair that was compared.
+// Frames: of one size, channel count and depth, asked for one at a time. First every frame is looked at, in storage
+// order; then those of each pair, of which only bitmaps are kept. Runs on the caller's thread. Progress is reported,
+// and cancellation noticed, after each frame that was looked at and each pair that was compared.
+ShiftEstimate estimateShifts(FrameSource &frames, float searchFraction, const Progress &progress = {});
+
+// The same of frames that all are in memory.
 ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFraction, const Progress &progress = {});
 
 } // namespace vindrel

@@ -1,7 +1,7 @@
 // The exported functions of src/translate.
 #include "VindrelRegLib.h"
 
-#include "base/Buffer.h"
+#include "base/FrameSource.h"
 #include "base/ImageView.h"
 #include "translate/BitmapPyramid.h"
 #include "translate/Percentile.h"
@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <span>
 
 using namespace vindrel;
 
@@ -37,15 +36,9 @@ int withinInt(std::int64_t value) {
 int alignBlock(const ImageView &first, int count, std::uint8_t *pixels, float searchFraction, int *size,
                int *lastError) {
   const bool fullSize = size[0] == kAskForFullSize;
-  const std::int64_t frameBytes = packedSamples(first.size, first.channels) * bytesPerSample(first.depth);
-  const auto n = static_cast<std::size_t>(std::max(count, 0));
-  Buffer<ImageView> frames = Buffer<ImageView>::zeroed(n);
-  if (!frames) return kOutOfMemory;
-  for (std::size_t i = 0; i < n; ++i) {
-    frames[i] = first;
-    frames[i].samples = pixels + static_cast<std::int64_t>(i) * frameBytes;
-  }
-  const ShiftEstimate estimate = estimateShifts(std::span<const ImageView>(frames.data(), n), searchFraction);
+  BlockFrames frames(pixels, std::max(count, 0),
+                     {.size = first.size, .channels = first.channels, .depth = first.depth});
+  const ShiftEstimate estimate = estimateShifts(frames, searchFraction);
   if (estimate.status != Status::Ok) return kOutOfMemory;
   *lastError = estimate.lastError;
 

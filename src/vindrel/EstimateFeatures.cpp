@@ -9,19 +9,6 @@
 namespace vindrel {
 namespace {
 
-class ViewFrames final : public FrameSource {
-public:
-  explicit ViewFrames(std::span<const ImageView> frames) : frames_(frames) {}
-  int count() const override { return static_cast<int>(frames_.size()); }
-  FrameFormat format() const override {
-    return {.size = frames_[0].size, .channels = frames_[0].channels, .depth = frames_[0].depth};
-  }
-  ImageView frame(int index) override { return frames_[static_cast<std::size_t>(index)]; }
-
-private:
-  std::span<const ImageView> frames_;
-};
-
 // The standard generator's sequence after srand(0), from a state of its own: the same draws as the flat interface's
 // without touching what the rest of the process draws from.
 class OwnRandom {
@@ -83,15 +70,17 @@ void estimateByFeatures(std::span<const ImageView> frames, const StackOptions &o
   OwnRandom random;
   FeatureProgress progress{options.progress};
   const Estimate estimate =
-      estimateTransforms(source, {.model = options.model == Model::Affine ? LinkModel::Affine : LinkModel::Perspective,
-                                  .threads = options.threads,
-                                  .maxShiftX = options.maxShiftX,
-                                  .maxShiftY = options.maxShiftY,
-                                  .polish = options.polish,
-                                  .keepFrameSize = !options.cropToCommon,
-                                  .brightness = ownSamples(frames[0].channels),
-                                  .random = {.next = OwnRandom::next, .state = &random},
-                                  .progress = {.function = FeatureProgress::report, .state = &progress}});
+      estimateTransforms(source,
+                         {.threads = options.threads,
+                          .maxShiftX = options.maxShiftX,
+                          .maxShiftY = options.maxShiftY,
+                          .brightness = ownSamples(frames[0].channels),
+                          .progress = {.function = FeatureProgress::report, .state = &progress}},
+                         {.model = options.model == Model::Affine ? LinkModel::Affine : LinkModel::Perspective,
+                          .threads = options.threads,
+                          .polish = options.polish,
+                          .keepFrameSize = !options.cropToCommon,
+                          .random = {.next = OwnRandom::next, .state = &random}});
   result.outcome = outcomeOf(estimate.status);
   if (estimate.status != Status::Ok) return;
   result.offsetX = estimate.window.offsetX;

@@ -20,6 +20,7 @@ constexpr StackEstimate::Outcome outcomeOf(Status status) {
   case Status::Cancelled:
     return StackEstimate::Outcome::Cancelled;
   case Status::OutOfMemory:
+  case Status::FrameMissing:
     break;
   }
   return StackEstimate::Outcome::OutOfMemory;
