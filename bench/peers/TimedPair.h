@@ -1,0 +1,53 @@
+// Runs of two sides by turns, so that whatever else the machine does meets both alike; the median of the pairs' ratios
+// stands for all.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <vector>
+
+namespace vindrel::bench {
+
+// With one thread the processor's time, which other programs disturb least; with more the clock on the wall.
+inline double secondsNow(int threads) {
+  if (threads == 1) {
+    timespec time = {};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+  }
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+struct TimedPair {
+  double peerSeconds = 0, ourSeconds = 0;
+};
+
+// Each side is called with nothing, does its work once and returns what a Stopwatch showed: what it prepares, and what
+// it checks, need not count. The first run of either warms up and is dropped.
+template <class Peer, class Ours>
+TimedPair timedPair(int pairs, Peer peer, Ours ours) {
+  std::vector<TimedPair> runs;
+  for (int i = 0; i <= pairs; ++i) {
+    const double peerSeconds = peer();
+    const double ourSeconds = ours();
+    if (i > 0) runs.push_back({peerSeconds, ourSeconds});
+  }
+  const auto middle = runs.begin() + static_cast<std::ptrdiff_t>(runs.size() / 2);
+  std::nth_element(runs.begin(), middle, runs.end(), [](const TimedPair &a, const TimedPair &b) {
+    return a.peerSeconds * b.ourSeconds < b.peerSeconds * a.ourSeconds;
+  });
+  return *middle;
+}
+
+class Stopwatch {
+public:
+  explicit Stopwatch(int threads) : threads_(threads), start_(secondsNow(threads)) {}
+  double seconds() const { return secondsNow(threads_) - start_; }
+
+private:
+  int threads_;
+  double start_;
+};
+
+} // namespace vindrel::bench
