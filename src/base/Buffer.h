@@ -1,9 +1,11 @@
-// Zero-filled heap memory with one owner. A failed allocation is a state to test for, never an exception, so that the
-// code of parallel regions and of thread bodies can report it.
+// Heap memory with one owner, zero-filled unless asked for otherwise. A failed allocation is a state to test for, never
+// an exception, so that the code of parallel regions and of thread bodies can report it.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <sys/mman.h>
 #include <type_traits>
 #include <utility>
 
@@ -20,6 +22,24 @@ public:
   static Buffer zeroed(std::size_t count) {
     Buffer buffer;
     buffer.data_ = static_cast<T *>(std::calloc(count == 0 ? 1 : count, sizeof(T)));
+    buffer.size_ = buffer.data_ != nullptr ? count : 0;
+    return buffer;
+  }
+
+  // count elements that hold anything: for what is written before it is read. Large blocks ask the system for large
+  // pages, because to touch fresh memory takes longer by small pages than to fill it several times.
+  static Buffer unfilled(std::size_t count) {
+    Buffer buffer;
+    if (count > (SIZE_MAX - kLargePage) / sizeof(T)) return buffer;
+    const std::size_t bytes = count * sizeof(T);
+    if (bytes < kLargePage) {
+      buffer.data_ = static_cast<T *>(std::malloc(bytes == 0 ? 1 : bytes));
+    } else {
+      const std::size_t whole = (bytes + kLargePage - 1) / kLargePage * kLargePage;
+      buffer.data_ = static_cast<T *>(std::aligned_alloc(kLargePage, whole));
+      // Small pages serve as well: whether the advice was taken is not asked.
+      if (buffer.data_ != nullptr) static_cast<void>(madvise(buffer.data_, whole, MADV_HUGEPAGE));
+    }
     buffer.size_ = buffer.data_ != nullptr ? count : 0;
     return buffer;
   }
@@ -48,6 +68,8 @@ public:
   const T *end() const { return data_ + size_; }
 
 private:
+  static constexpr std::size_t kLargePage = std::size_t{1} << 21; // bytes, of x86-64
+
   T *data_ = nullptr;
   std::size_t size_ = 0;
 };

@@ -10,7 +10,8 @@
 namespace vindrel {
 namespace {
 
-constexpr double kWarpShare = 0.1; // of the whole call's progress
+constexpr double kWarpShare = 0.1;   // of the whole call's progress
+constexpr int kWhitenedChannels = 3; // of a pixel without a source
 
 } // namespace
 
@@ -22,8 +23,10 @@ Status warpBlock(const Estimate &estimate, const FrameFormat &format, int frames
   const std::size_t frameBytes = static_cast<std::size_t>(packedSamples(format.size, format.channels)) * sampleBytes;
   const std::size_t outBytes = static_cast<std::size_t>(packedSamples(out, format.channels)) * sampleBytes;
   auto *bytes = static_cast<std::uint8_t *>(block);
-  Buffer<std::uint8_t> warped = Buffer<std::uint8_t>::zeroed(outBytes);
+  Buffer<std::uint8_t> warped = Buffer<std::uint8_t>::unfilled(outBytes);
   if (!warped) return Status::OutOfMemory;
+  // The warp leaves a channel between the middle and the last of a pixel without a source as it finds it.
+  if (format.channels > kWhitenedChannels) std::memset(warped.data(), 0, outBytes);
 
   for (int k = 1; k <= frames; ++k) {
     // Perspective frames go by rank and stay in their own place, affine ones by storage and are packed as they come.
