@@ -123,12 +123,12 @@ TEST(TightenWindow, LeavesNoFillInsideAffineStacksAndSeldomHasToAct) {
   }
 }
 
-TEST(TightenWindow, LeavesNoFillInsidePerspectiveStacksOfThreeAndFive) {
+TEST(TightenWindow, LeavesNoFillInsidePerspectiveStacksOfThreeFiveAndNine) {
   RandomPoses poses(8);
   int tightenedStacks = 0;
-  for (int trial = 0; trial < 16; ++trial) {
+  for (int trial = 0; trial < 18; ++trial) {
     std::vector<Trans8> links;
-    for (int i = 0; i < (trial % 2 == 0 ? 2 : 4); ++i)
+    for (int i = 0; i < 2 << trial % 3; ++i)
       links.push_back(poses.next(true));
     Stack stack(LinkModel::Perspective, links);
     const RefinedWindow refined = refineWindow(kFrame, stack.order.data(), stack.count(), stack.table, stack.window());

@@ -121,7 +121,7 @@ StackBlock withoutWhite(StackBlock stack) {
 
 TEST(RtAlign, LeavesNoFillInsideTheCommonRectangle) {
   for (const bool perspective : {false, true}) {
-    for (const int frames : {3, 5}) {
+    for (const int frames : {3, 5, 9}) {
       const StackBlock stack = withoutWhite(makeStack(
           kPhoto,
           {.frames = frames, .evStep = 0.5, .motion = perspective ? Motion::Perspective : Motion::Affine, .seed = 5}));
