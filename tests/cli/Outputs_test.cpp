@@ -122,6 +122,11 @@ TEST_F(Outputs, IntoAFolderThatMayNotBeWrittenAreRefused) {
 class FullDisk : public Outputs, public testing::WithParamInterface<const char *> {};
 
 TEST_P(FullDisk, EndsTheRunWithNothingLeftBehind) {
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+  GTEST_SKIP() << "the sanitizer keeps its own tables in a file, which the limit would cut off";
+#endif
+#endif
   const std::string one = folder_ / (std::string("one.") + GetParam());
   const std::string two = folder_ / (std::string("two.") + GetParam());
   save(one, takePhoto(1, {.width = 320, .height = 240, .left = 3}, 3, 8));
