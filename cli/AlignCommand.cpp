@@ -11,11 +11,11 @@
 #include "Report.h"
 #include "TruthFile.h"
 #include "simulate/Truth.h"
-#include "vindrel/AlignStack.h"
+#include "vindrel/apply.hpp"
+#include "vindrel/stack.hpp"
 
 #include <CLI/CLI.hpp>
 #include <charconv>
-#include <cstring>
 #include <fstream>
 #include <memory>
 #include <optional>
@@ -28,7 +28,6 @@ namespace {
 constexpr double kReadShare = 0.1;
 constexpr double kEstimateShare = 0.6;
 constexpr double kWriteShare = 1 - kReadShare - kEstimateShare;
-constexpr double kEstimateEnd = 0.9; // where the fractions of estimateStack() end
 
 constexpr const char *kHelpEnd = R"(
 Each photograph is written to DIR under its own name, in its own format and depth. Results are
@@ -104,11 +103,6 @@ Model modelNamed(std::string_view name) {
   return name == "affine" ? Model::Affine : Model::Perspective;
 }
 
-bool onProgress(void *state, double fraction) {
-  static_cast<ProgressBar *>(state)->show(kReadShare + kEstimateShare * fraction / kEstimateEnd, "aligning");
-  return !cancelRequested();
-}
-
 StackEstimate estimate(const std::vector<ImageView> &views, const AlignArguments &arguments, ProgressBar &bar) {
   StackOptions options;
   options.model = modelNamed(arguments.model);
@@ -118,29 +112,23 @@ StackEstimate estimate(const std::vector<ImageView> &views, const AlignArguments
     options.maxShiftY = shift->y;
   }
   options.polish = true; // closer to the scene than the flat call, whose bytes nobody expects of a file
-  options.cropToCommon = arguments.crop == "common";
-  options.progress = {onProgress, &bar};
-  StackEstimate result = estimateStack(views, options);
+  options.progress = [&bar](double fraction) {
+    bar.show(kReadShare + kEstimateShare * fraction, "aligning");
+    return !cancelRequested();
+  };
+  Result<StackEstimate> result = estimateStack(views, options);
   throwIfCancelled();
-  switch (result.outcome) {
-  case StackEstimate::Outcome::Done:
-    return result;
-  case StackEstimate::Outcome::Cancelled:
-    throw Failure(ExitCode::Failed, "cancelled");
-  case StackEstimate::Outcome::OutOfMemory:
-    throw std::bad_alloc();
-  case StackEstimate::Outcome::BadArgument:
-    break;
-  }
-  throw Failure(ExitCode::Usage, result.message);
+  if (result) return *std::move(result);
+  if (result.error().code == ErrorCode::OutOfMemory) throw std::bad_alloc();
+  throw Failure(result.error().code == ErrorCode::InvalidArgument ? ExitCode::Usage : ExitCode::Failed,
+                result.error().message);
 }
 
 void writeAligned(OutputFile &file, const StackEstimate &stack, int index, const ImageView &frame,
-                  const ImageHeader &like, Pixels &out, int threads) {
-  // White everywhere first: of a pixel that no source pixel covers, the warp of four channels sets only three.
-  std::memset(out.data(), 0xFF, out.byteCount());
-  if (!warpFrame(stack, index, frame, out.mutableView(), threads)) {
-    throw Failure(ExitCode::Failed, like.path.string() + ": could not be resampled");
+                  const ImageHeader &like, const Rectangle &part, Pixels &out, int threads) {
+  if (const Result<void> warped = warpFrame(stack, index, frame, part, out.mutableView(), {.threads = threads});
+      !warped) {
+    throw Failure(ExitCode::Failed, like.path.string() + ": could not be resampled: " + warped.error().message);
   }
   writeImage(file, out.view(), like);
   file.finish();
@@ -175,7 +163,7 @@ std::vector<FrameReport> reportOf(const AlignArguments &arguments, const StackEs
     if (!truth.empty()) {
       const PlaneMap &reference = truth[static_cast<std::size_t>(stack.reference)].frameFromScene;
       const PlaneMap should = frameFromReference(truth[i].frameFromScene, reference);
-      report.cornerError = placementError(stack.frames[i].frameFromReference, should, stack.frameSize).cornerMax;
+      report.cornerError = placementError(stack.frames[i].frameFromReference.matrix, should, stack.frameSize).cornerMax;
     }
     reports.push_back(std::move(report));
   }
@@ -210,16 +198,13 @@ ExitCode runAlign(const AlignArguments &arguments) {
     views.push_back(frame.view());
 
   bar.show(kReadShare, "aligning");
-  StackEstimate stack = estimate(views, arguments, bar);
-  if (arguments.crop == "none") {
-    // Whole frames lie on the whole reference, which then keeps its place, and not on the common rectangle's corner.
-    stack.offsetX = 0;
-    stack.offsetY = 0;
-  }
+  const StackEstimate stack = estimate(views, arguments, bar);
+  const Rectangle whole{0, 0, stack.frameSize.width, stack.frameSize.height};
+  const Rectangle part = arguments.crop == "common" ? stack.common : whole;
 
   std::vector<OutputFile> files;
   files.reserve(targets.size());
-  Pixels out(stack.outputSize, headers.front().channels, headers.front().depth);
+  Pixels out(part.size(), headers.front().channels, headers.front().depth);
   for (std::size_t i = 0; i < targets.size(); ++i) {
     throwIfCancelled();
     bar.show(kReadShare + kEstimateShare + kWriteShare * static_cast<double>(i) / static_cast<double>(targets.size()),
@@ -228,7 +213,7 @@ ExitCode runAlign(const AlignArguments &arguments) {
     if (headers.size() == 1) {
       copyFile(headers[i], file);
     } else {
-      writeAligned(file, stack, static_cast<int>(i), views[i], headers[i], out, arguments.threads);
+      writeAligned(file, stack, static_cast<int>(i), views[i], headers[i], part, out, arguments.threads);
     }
   }
   throwIfCancelled();

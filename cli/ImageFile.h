@@ -4,7 +4,7 @@
 #pragma once
 
 #include "OutputFile.h"
-#include "base/ImageView.h"
+#include "vindrel/image.hpp"
 
 #include <OpenImageIO/imageio.h>
 #include <cstddef>

@@ -19,8 +19,8 @@ std::string fixed(double value, int decimals) {
 std::string evidenceText(const FrameEstimate &estimate, Model model) {
   if (model == Model::Shift) {
     char text[64];
-    std::snprintf(text, sizeof text, "shift %+.0f %+.0f px", estimate.frameFromReference[2],
-                  estimate.frameFromReference[5]);
+    std::snprintf(text, sizeof text, "shift %+.0f %+.0f px", estimate.frameFromReference.matrix[2],
+                  estimate.frameFromReference.matrix[5]);
     return text;
   }
   return std::to_string(estimate.pairs) + " pairs  " + std::to_string(estimate.inliers) + " inliers  RMS " +

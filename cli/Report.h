@@ -1,7 +1,7 @@
 // What the program says: result lines on standard output, messages on standard error.
 #pragma once
 
-#include "vindrel/AlignStack.h"
+#include "vindrel/stack.hpp"
 
 #include <optional>
 #include <span>

@@ -9,7 +9,7 @@
 #include "ProgressBar.h"
 #include "Report.h"
 #include "Upright.h"
-#include "vindrel/StraightenImage.h"
+#include "vindrel/straighten.hpp"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -66,11 +66,9 @@ void checkOutput(const StraightenArguments &arguments, const ImageHeader &photo,
 Straightening prepare(const StraightenArguments &arguments, Size size) {
   StraightenOptions options = arguments.options;
   options.crop = arguments.crop == "optimal";
-  Straightening result = prepareStraightening(size, options);
-  if (result.outcome != Straightening::Outcome::Done) {
-    throw Failure(ExitCode::Usage, arguments.photo + ": " + result.message);
-  }
-  return result;
+  const Result<Straightening> result = prepareStraightening(size, options);
+  if (!result) throw Failure(ExitCode::Usage, arguments.photo + ": " + result.error().message);
+  return *result;
 }
 
 ExitCode runStraighten(const StraightenArguments &arguments) {
@@ -88,9 +86,11 @@ ExitCode runStraighten(const StraightenArguments &arguments) {
 
   bar.show(0.3, "straightening");
   const Straightening straightening = prepare(arguments, header.size);
-  Pixels out(straightening.outputSize, header.channels, header.depth);
-  if (!straightenFrame(straightening, photo.view(), out.mutableView(), arguments.threads)) {
-    throw Failure(ExitCode::Failed, arguments.photo + ": could not be resampled");
+  Pixels out(straightening.output.size(), header.channels, header.depth);
+  if (const Result<void> done =
+          straightenFrame(straightening, photo.view(), out.mutableView(), {.threads = arguments.threads});
+      !done) {
+    throw Failure(ExitCode::Failed, arguments.photo + ": could not be resampled: " + done.error().message);
   }
   throwIfCancelled();
 
@@ -107,7 +107,7 @@ ExitCode runStraighten(const StraightenArguments &arguments) {
   folder.keep();
   bar.wipe();
   if (!arguments.common.quiet) {
-    const Size size = straightening.outputSize;
+    const Size size = straightening.output.size();
     printLine(arguments.output + "  " + std::to_string(size.width) + " x " + std::to_string(size.height) + " of " +
               std::to_string(header.size.width) + " x " + std::to_string(header.size.height));
   }

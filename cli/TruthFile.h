@@ -19,8 +19,8 @@
 // therefore frameFromScene(B) x inverse(frameFromScene(A)), whatever the scene's own coordinates are.
 #pragma once
 
-#include "base/ImageView.h"
 #include "simulate/PlaneMap.h"
+#include "vindrel/image.hpp"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,29 +1,35 @@
 # What `cmake --install` puts where. Nothing that is installed names the prefix, so the tree may be moved afterwards.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS VindrelRegLib EXPORT VindrelRegLibTargets
-  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-  INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
-install(FILES "${PROJECT_SOURCE_DIR}/include/VindrelRegLib.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
-
-# find_package(VindrelRegLib) and the target VindrelRegLib::VindrelRegLib.
-set(VINDREL_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/VindrelRegLib")
-configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/VindrelRegLibConfig.cmake.in"
-  "${PROJECT_BINARY_DIR}/VindrelRegLibConfig.cmake" INSTALL_DESTINATION "${VINDREL_CMAKE_DIR}")
-write_basic_package_version_file("${PROJECT_BINARY_DIR}/VindrelRegLibConfigVersion.cmake"
-  COMPATIBILITY SameMajorVersion)
-install(EXPORT VindrelRegLibTargets NAMESPACE VindrelRegLib:: DESTINATION "${VINDREL_CMAKE_DIR}")
-install(FILES "${PROJECT_BINARY_DIR}/VindrelRegLibConfig.cmake" "${PROJECT_BINARY_DIR}/VindrelRegLibConfigVersion.cmake"
-  DESTINATION "${VINDREL_CMAKE_DIR}")
-
-# pkg-config VindrelRegLib. The prefix is found from the file's own place.
+# pkg-config files find the prefix from their own place.
 set(VINDREL_PC_DIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR
   BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}/${VINDREL_PC_DIR}" OUTPUT_VARIABLE VINDREL_PC_LIBDIR)
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_INCLUDEDIR
   BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}/${VINDREL_PC_DIR}" OUTPUT_VARIABLE VINDREL_PC_INCLUDEDIR)
-configure_file("${PROJECT_SOURCE_DIR}/cmake/VindrelRegLib.pc.in" "${PROJECT_BINARY_DIR}/VindrelRegLib.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/VindrelRegLib.pc" DESTINATION "${VINDREL_PC_DIR}")
+
+# vindrel_install_library(NAME): find_package(NAME), the target NAME::NAME, and `pkg-config NAME`.
+function(vindrel_install_library name)
+  install(TARGETS ${name} EXPORT ${name}Targets
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+  set(folder "${CMAKE_INSTALL_LIBDIR}/cmake/${name}")
+  set(VINDREL_PACKAGE ${name})
+  configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/Config.cmake.in"
+    "${PROJECT_BINARY_DIR}/${name}Config.cmake" INSTALL_DESTINATION "${folder}")
+  write_basic_package_version_file("${PROJECT_BINARY_DIR}/${name}ConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+  install(EXPORT ${name}Targets NAMESPACE ${name}:: DESTINATION "${folder}")
+  install(FILES "${PROJECT_BINARY_DIR}/${name}Config.cmake" "${PROJECT_BINARY_DIR}/${name}ConfigVersion.cmake"
+    DESTINATION "${folder}")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in" "${PROJECT_BINARY_DIR}/${name}.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${VINDREL_PC_DIR}")
+endfunction()
+
+vindrel_install_library(VindrelRegLib)
+install(FILES "${PROJECT_SOURCE_DIR}/include/VindrelRegLib.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+vindrel_install_library(vindrel)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/vindrel" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+  FILES_MATCHING PATTERN "*.hpp")
 
 # The program installs itself (cli/CMakeLists.txt).
 if(TARGET vindrel_cli)

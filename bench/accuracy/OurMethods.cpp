@@ -1,6 +1,6 @@
 // The library itself, with both of its models.
 #include "Method.h"
-#include "vindrel/AlignStack.h"
+#include "vindrel/stack.hpp"
 
 #include <stdexcept>
 
@@ -16,16 +16,15 @@ StackResult runOurs(const Bracket &bracket, Model model, bool polish, const std:
   options.model = model;
   options.polish = polish;
   options.threads = 1;
-  const StackEstimate estimate = estimateStack(views, options);
+  const Result<StackEstimate> estimate = estimateStack(views, options);
   StackResult result;
   result.method = name;
   result.seconds = threadSeconds() - start;
-  if (estimate.outcome != StackEstimate::Outcome::Done)
-    throw std::runtime_error(name + " did not run: " + estimate.message);
-  result.reference = estimate.reference;
-  for (const FrameEstimate &frame : estimate.frames)
-    result.frames.push_back({frame.verdict != Verdict::NotFound, frame.reason, frame.frameFromReference, frame.pairs,
-                             frame.inliers, frame.rms, frame.expectedError});
+  if (!estimate) throw std::runtime_error(name + " did not run: " + estimate.error().message);
+  result.reference = estimate->reference;
+  for (const FrameEstimate &frame : estimate->frames)
+    result.frames.push_back({frame.verdict != Verdict::NotFound, frame.reason, frame.frameFromReference.matrix,
+                             frame.pairs, frame.inliers, frame.rms, frame.expectedError});
   return result;
 }
 

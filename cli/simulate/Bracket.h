@@ -8,10 +8,10 @@
 // samples with any number of threads.
 #pragma once
 
-#include "base/ImageView.h"
 #include "simulate/HandMotion.h"
 #include "simulate/LinearScene.h"
 #include "simulate/PlaneMap.h"
+#include "vindrel/image.hpp"
 
 #include <cstddef>
 #include <cstdint>

@@ -2,9 +2,9 @@
 // electronic noise, clipped at saturation, run through the camera's tone curve and quantised.
 #pragma once
 
-#include "base/ImageView.h"
 #include "simulate/LinearScene.h"
 #include "simulate/PlaneMap.h"
+#include "vindrel/image.hpp"
 
 #include <cstdint>
 

@@ -3,8 +3,8 @@
 // burst differ no more than neighbours do.
 #pragma once
 
-#include "base/ImageView.h"
 #include "simulate/PlaneMap.h"
+#include "vindrel/image.hpp"
 
 #include <cstdint>
 

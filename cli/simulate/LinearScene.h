@@ -2,7 +2,7 @@
 // averaging areas and optionally given more contrast than a photograph can hold.
 #pragma once
 
-#include "base/ImageView.h"
+#include "vindrel/image.hpp"
 
 #include <vector>
 

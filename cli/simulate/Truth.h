@@ -1,8 +1,8 @@
 // How far an estimated alignment is from the known one, in pixels of the frame that was to be aligned.
 #pragma once
 
-#include "base/ImageView.h"
 #include "simulate/PlaneMap.h"
+#include "vindrel/image.hpp"
 
 namespace vindrel {
 

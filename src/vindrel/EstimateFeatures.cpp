@@ -1,7 +1,8 @@
 #include "driver/Estimate.h"
 #include "driver/TilePass.h"
 #include "driver/Verdict.h"
-#include "vindrel/EstimateSteps.h"
+#include "transform/Matrix33.h"
+#include "vindrel/RankedStack.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -17,13 +18,16 @@ public:
     data_ = {};
     initstate_r(0, state_, sizeof state_, &data_);
   }
+  OwnRandom(const OwnRandom &) = delete;
+  OwnRandom &operator=(const OwnRandom &) = delete;
+  RandomSource source() { return {.next = next, .state = this}; }
+
+private:
   static int next(void *self) {
     std::int32_t value = 0;
     random_r(&static_cast<OwnRandom *>(self)->data_, &value);
     return value;
   }
-
-private:
   char state_[128]; // the size that the standard generator uses
   random_data data_;
 };
@@ -36,57 +40,52 @@ struct FeatureProgress {
   }
 };
 
-void describeFrames(const Estimate &estimate, int count, StackEstimate &result) {
-  result.frames.resize(static_cast<std::size_t>(count));
-  result.warpTransforms.resize(static_cast<std::size_t>(count));
-  StackVerdict verdict(estimate.abandoned);
-  for (int rank = 0; rank < count; ++rank) {
-    const auto slot = static_cast<std::size_t>(rank);
-    const std::uint32_t index = estimate.rankOrder[slot];
-    FrameEstimate &frame = result.frames[index];
-    frame.rank = rank;
-    frame.frameFromReference = estimate.frameFromReference[slot];
-    std::copy_n(estimate.transforms.slot(index), estimate.transforms.length(), result.warpTransforms[index].begin());
-    if (rank == 0) {
-      frame.verdict = Verdict::Reference;
-      continue;
-    }
-    const LinkEvidence &evidence = estimate.evidence[slot];
-    frame.pairs = evidence.pairs;
-    frame.inliers = evidence.inliers;
-    frame.rms = evidence.rms;
-    const RankVerdict ranked = verdict.next(evidence, estimate.consensus[slot]);
-    frame.expectedError = ranked.expectedError;
-    frame.verdict = ranked.doubt == Doubt::None ? Verdict::Found : Verdict::NotFound;
-    frame.reason = describe(ranked.doubt);
-  }
-  result.reference = static_cast<int>(estimate.rankOrder[0]);
+Transform widened(const TransformTable &table, std::uint32_t index) {
+  Trans8 coefficients = kIdentity8;
+  std::copy_n(table.slot(index), table.length(), coefficients.begin());
+  return {transformToMatrix(coefficients)};
+}
+
+RankedLink describeLink(const LinkEvidence &evidence, bool consensus) {
+  return {.doubt = describe(doubtLink(evidence, consensus)),
+          .variance = evidence.expectedError * evidence.expectedError,
+          .pairs = evidence.pairs,
+          .inliers = evidence.inliers,
+          .rms = evidence.rms,
+          .coverage = evidence.coverage};
 }
 
 } // namespace
 
-void estimateByFeatures(std::span<const ImageView> frames, const StackOptions &options, StackEstimate &result) {
-  ViewFrames source(frames);
+RankedStack estimateByFeatures(CallerFrames &frames, const StackOptions &options, const Progress &progress) {
   OwnRandom random;
-  FeatureProgress progress{options.progress};
+  FeatureProgress limited{progress};
+  const StackPairs pairs =
+      collectStackPairs(frames, {.threads = options.threads,
+                                 .maxShiftX = options.maxShiftX,
+                                 .maxShiftY = options.maxShiftY,
+                                 .brightness = ownSamples(frames.format().channels),
+                                 .progress = {.function = FeatureProgress::report, .state = &limited}});
   const Estimate estimate =
-      estimateTransforms(source,
-                         {.threads = options.threads,
-                          .maxShiftX = options.maxShiftX,
-                          .maxShiftY = options.maxShiftY,
-                          .brightness = ownSamples(frames[0].channels),
-                          .progress = {.function = FeatureProgress::report, .state = &progress}},
-                         {.model = options.model == Model::Affine ? LinkModel::Affine : LinkModel::Perspective,
-                          .threads = options.threads,
-                          .polish = options.polish,
-                          .keepFrameSize = !options.cropToCommon,
-                          .random = {.next = OwnRandom::next, .state = &random}});
-  result.outcome = outcomeOf(estimate.status);
-  if (estimate.status != Status::Ok) return;
-  result.offsetX = estimate.window.offsetX;
-  result.offsetY = estimate.window.offsetY;
-  result.outputSize = estimate.window.size;
-  describeFrames(estimate, static_cast<int>(frames.size()), result);
+      linkStack(pairs, {.model = options.model == Model::Affine ? LinkModel::Affine : LinkModel::Perspective,
+                        .threads = options.threads,
+                        .polish = options.polish,
+                        .random = random.source()});
+  RankedStack result;
+  result.status = estimate.status;
+  if (estimate.status != Status::Ok) return result;
+  result.model = options.model;
+  result.littleOverlap = estimate.abandoned;
+  result.largestExpectedError = kLargestExpectedError;
+  result.common = {-estimate.window.offsetX, -estimate.window.offsetY, estimate.window.size.width,
+                   estimate.window.size.height};
+  for (int i = 0; i < pairs.count; ++i) {
+    const auto slot = static_cast<std::size_t>(i);
+    result.order.push_back(static_cast<int>(estimate.rankOrder[slot]));
+    result.fromAnchor.push_back(widened(estimate.transforms, static_cast<std::uint32_t>(i)));
+    result.links.push_back(i == 0 ? RankedLink{} : describeLink(estimate.evidence[slot], estimate.consensus[slot]));
+  }
+  return result;
 }
 
 } // namespace vindrel

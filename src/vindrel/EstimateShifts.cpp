@@ -1,11 +1,9 @@
 #include "driver/TilePass.h"
-#include "driver/Verdict.h"
 #include "translate/ShiftCrop.h"
 #include "translate/ShiftSearch.h"
-#include "vindrel/EstimateSteps.h"
+#include "vindrel/RankedStack.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace vindrel {
 namespace {
@@ -38,61 +36,31 @@ const char *describe(ShiftDoubt doubt) {
   return "";
 }
 
-// From a frame over its partner, and that one's partner, to the frame that all others are placed on.
-struct WayToReference {
-  int comparisons = 0;
-  bool broken = false; // a comparison after the frame's own is not to be trusted
-};
-
-WayToReference wayToReference(const ShiftEstimate &estimate, int index) {
-  WayToReference way;
-  for (int partner = estimate.shifts[index].partner; partner >= 0; partner = estimate.shifts[partner].partner) {
-    ++way.comparisons;
-    if (!estimate.shifts[partner].trustworthy) way.broken = true;
-  }
-  return way;
-}
-
-FrameEstimate describeFrame(const ShiftEstimate &estimate, int index) {
-  const FrameShift &shift = estimate.shifts[index];
-  const WayToReference way = wayToReference(estimate, index);
-  FrameEstimate frame;
-  frame.frameFromReference = {1, 0, static_cast<double>(shift.x), 0, 1, static_cast<double>(shift.y), 0, 0, 1};
-  frame.expectedError = std::sqrt(way.comparisons * kRoundingVariance);
-  if (way.broken) {
-    frame.reason = describe(Doubt::BrokenChain);
-  } else {
-    frame.verdict = shift.trustworthy ? Verdict::Found : Verdict::NotFound;
-    frame.reason = describe(shift.doubt);
-  }
-  return frame;
-}
-
 } // namespace
 
-void estimateByShifts(std::span<const ImageView> frames, const StackOptions &options, StackEstimate &result) {
-  const Size size = frames[0].size;
-  ShiftProgress progress{options.progress};
+RankedStack estimateByShifts(CallerFrames &frames, const StackOptions &options, const Progress &progress) {
+  const Size size = frames.format().size;
+  ShiftProgress scaled{progress};
   const float fraction = fractionForShift(size, std::max(options.maxShiftX, options.maxShiftY));
   const ShiftEstimate estimate =
-      estimateShifts(frames, fraction, {.function = ShiftProgress::report, .state = &progress});
-  result.outcome = outcomeOf(estimate.status);
-  if (estimate.status != Status::Ok) return;
-
-  for (int i = 0; i < estimate.count; ++i) {
-    const FrameShift &shift = estimate.shifts[i];
-    result.frames.push_back(describeFrame(estimate, i));
-    result.pixelShifts.push_back({shift.x, shift.y});
+      estimateShifts(frames, fraction, {.function = ShiftProgress::report, .state = &scaled});
+  RankedStack result;
+  result.status = estimate.status;
+  if (estimate.status != Status::Ok) return result;
+  result.model = Model::Shift;
+  result.order.assign(estimate.order.begin(), estimate.order.end());
+  // Every frame but the anchor was compared with its neighbour nearer to the anchor, at rank 1.
+  result.anchor = estimate.count > 1 ? 1 : 0;
+  result.links.resize(result.order.size());
+  for (int rank = 1; rank < estimate.count; ++rank) {
+    const FrameShift &compared = estimate.shifts[static_cast<std::size_t>(estimate.order[rank == 1 ? 0 : rank])];
+    result.links[static_cast<std::size_t>(rank)] = {.doubt = describe(compared.doubt), .variance = kRoundingVariance};
   }
-  for (int rank = 0; rank < estimate.count; ++rank)
-    result.frames[static_cast<std::size_t>(estimate.order[rank])].rank = rank;
-  result.reference = estimate.order[estimate.count > 1 ? 1 : 0];
-  result.frames[static_cast<std::size_t>(result.reference)].verdict = Verdict::Reference;
-
-  const ShiftCrop crop = cropForShifts(estimate, size, !options.cropToCommon);
-  result.offsetX = crop.minX;
-  result.offsetY = crop.minY;
-  result.outputSize = crop.outputSize;
+  for (const FrameShift &shift : estimate.shifts)
+    result.fromAnchor.push_back(Transform::translation(shift.x, shift.y));
+  const ShiftCrop crop = cropForShifts(estimate, size, false);
+  result.common = {-crop.minX, -crop.minY, crop.outputSize.width, crop.outputSize.height};
+  return result;
 }
 
 } // namespace vindrel

@@ -1,58 +1,23 @@
 #include "warp/ThreadedWarp.h"
 
-#include "base/Buffer.h"
-
-#include <pthread.h>
-
 namespace vindrel {
 namespace {
 
-struct Strip {
-  const WarpJob *job;
-  RowBand rows;
-  void *dst; // first sample of rows.begin
-  pthread_t thread;
+struct ThreadedJob {
+  const WarpJob &job;
+  void *dst; // first sample of row 0
 };
 
-void *runStrip(void *argument) {
-  const Strip &strip = *static_cast<const Strip *>(argument);
-  warpBand(*strip.job, strip.rows, strip.dst);
-  return nullptr;
+void runBand(const void *state, RowBand rows) {
+  const auto &threaded = *static_cast<const ThreadedJob *>(state);
+  warpBand(threaded.job, rows, outputRow(threaded.job, threaded.dst, rows.begin));
 }
 
 } // namespace
 
-RowBand stripRows(int rowCount, int thread, int threads) {
-  const int each = rowCount / threads;
-  // In 64 bits, for products of trusted but unchecked arguments.
-  const auto end = static_cast<int>((static_cast<std::int64_t>(thread) + 1) * each);
-  return {static_cast<int>(static_cast<std::int64_t>(thread) * each), thread == threads - 1 ? rowCount : end};
-}
-
 void warpOnThreads(const WarpJob &job, int rowCount, int threads, void *dst) {
-  auto strips = threads < 2 ? Buffer<Strip>() : Buffer<Strip>::zeroed(static_cast<std::size_t>(threads));
-  if (!strips) return warpBand(job, {0, rowCount}, dst);
-
-  // Started threads are those of strips[0] to strips[started - 1]. Strips without rows get none.
-  std::size_t started = 0;
-  int next = 0; // the first strip that no thread has been started for
-  for (; next < threads; ++next) {
-    const RowBand rows = stripRows(rowCount, next, threads);
-    if (rows.begin >= rows.end) continue;
-    Strip &strip = strips[started];
-    strip.job = &job;
-    strip.rows = rows;
-    strip.dst = outputRow(job, dst, rows.begin);
-    if (pthread_create(&strip.thread, nullptr, runStrip, &strip) != 0) break; // joinable by default
-    ++started;
-  }
-  // Strips follow each other, so what is left is one band.
-  if (next < threads) {
-    const int begin = stripRows(rowCount, next, threads).begin;
-    warpBand(job, {begin, rowCount}, outputRow(job, dst, begin));
-  }
-  for (std::size_t i = 0; i < started; ++i)
-    pthread_join(strips[i].thread, nullptr);
+  const ThreadedJob threaded{job, dst};
+  forEachStrip(rowCount, threads, runBand, &threaded);
 }
 
 } // namespace vindrel

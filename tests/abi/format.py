@@ -10,14 +10,14 @@ import os
 import subprocess
 import sys
 
-FOLDERS = ("src", "cli", "tests", "bench")
+FOLDERS = ("src", "include/vindrel", "cli", "tests", "bench")
 SKIPPED = 77
 
 
 def sources(project):
     for folder in FOLDERS:
         for path, _, names in os.walk(os.path.join(project, folder)):
-            yield from (os.path.join(path, name) for name in names if name.endswith((".cpp", ".h", ".c")))
+            yield from (os.path.join(path, name) for name in names if name.endswith((".cpp", ".h", ".hpp", ".c")))
 
 
 def main():

@@ -2,7 +2,7 @@
 #include "Program.h"
 #include "Scene.h"
 
-#include "vindrel/StraightenImage.h"
+#include "vindrel/straighten.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -36,12 +36,12 @@ template <typename Sample>
 Photo expected(const Photo &from, const StraightenOptions &options) {
   constexpr SampleDepth depth = sizeof(Sample) == 1 ? SampleDepth::U8 : SampleDepth::U16;
   const std::vector<Sample> samples(from.samples.begin(), from.samples.end());
-  const Straightening s = prepareStraightening({from.width, from.height}, options);
-  std::vector<Sample> pixels(static_cast<std::size_t>(packedSamples(s.outputSize, from.channels)));
+  const Straightening s = prepareStraightening({from.width, from.height}, options).value();
+  std::vector<Sample> pixels(static_cast<std::size_t>(packedSamples(s.output.size(), from.channels)));
   const auto rowOf = [&](int width) { return static_cast<std::int64_t>(width) * from.channels; };
   EXPECT_TRUE(straightenFrame(s, {samples.data(), s.frameSize, from.channels, rowOf(from.width), depth},
-                              {pixels.data(), s.outputSize, from.channels, rowOf(s.outputSize.width), depth}, 1));
-  return {s.outputSize.width, s.outputSize.height, from.channels, from.bits, {pixels.begin(), pixels.end()}};
+                              {pixels.data(), s.output.size(), from.channels, rowOf(s.output.width), depth}));
+  return {s.output.width, s.output.height, from.channels, from.bits, {pixels.begin(), pixels.end()}};
 }
 
 TEST_F(Straighten, WritesThePixelsOfTheInterface) {

@@ -2,7 +2,8 @@
 #include "VindrelRegLib.h"
 
 #include "support/StackBlock.h"
-#include "vindrel/AlignStack.h"
+#include "vindrel/apply.hpp"
+#include "vindrel/stack.hpp"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -48,7 +49,7 @@ double placement(const StackBlock &stack, const StackEstimate &estimate, int fra
   const auto &frames = stack.bracket.frames;
   const PlaneMap truth = frameFromReference(frames[static_cast<std::size_t>(frame)].frameFromScene,
                                             frames[static_cast<std::size_t>(estimate.reference)].frameFromScene);
-  return placementError(estimate.frames[static_cast<std::size_t>(frame)].frameFromReference, truth, stack.size())
+  return placementError(estimate.frames[static_cast<std::size_t>(frame)].frameFromReference.matrix, truth, stack.size())
       .gridMean;
 }
 
@@ -66,18 +67,17 @@ TEST_P(Stacks, LieWithinAPixelFromTheFirstRankToTheLast) {
   const StackBlock stack =
       makeStack(kPhoto, {.frames = c.frames, .evStep = 0.5, .motion = c.motion, .seed = 3, .depth = c.depth});
   const std::vector<ImageView> frames = views(stack);
-  const StackEstimate estimate = estimateStack(frames, options(c.model));
-  ASSERT_EQ(estimate.outcome, StackEstimate::Outcome::Done);
+  const StackEstimate estimate = estimateStack(frames, options(c.model)).value();
   StackOptions polished = options(c.model);
   polished.polish = true;
-  const StackEstimate refined = estimateStack(frames, polished);
+  const StackEstimate refined = estimateStack(frames, polished).value();
   for (int i = 0; i < stack.count(); ++i) {
     const FrameEstimate &frame = refined.frames[static_cast<std::size_t>(i)];
     EXPECT_NE(frame.verdict, Verdict::NotFound) << "frame " << i << ": " << frame.reason;
     EXPECT_LT(placement(stack, refined, i), 0.5) << "frame " << i << ", rank " << frame.rank;
     EXPECT_LT(placement(stack, estimate, i), 1.0) << "frame " << i << ", rank " << frame.rank << ", as searched";
   }
-  EXPECT_GT(estimate.outputSize.width, stack.size().width * 8 / 10);
+  EXPECT_GT(estimate.common.width, stack.size().width * 8 / 10);
 }
 
 INSTANTIATE_TEST_SUITE_P(OfThreeFiveAndNineFrames, Stacks,
@@ -150,13 +150,13 @@ TEST(RtAlign, GivesTheBytesOfEstimateAndWarp) {
     for (const int threads : {1, 2}) {
       const CallResult flat = call(stack, model == Model::Perspective, threads);
       const std::vector<ImageView> frames = views(stack);
-      const StackEstimate estimate = estimateStack(frames, options(model, threads));
-      ASSERT_EQ(estimate.outputSize, flat.out);
+      const StackEstimate estimate = estimateStack(frames, options(model, threads)).value();
+      ASSERT_EQ(estimate.common.size(), flat.out);
       const std::size_t frameBytes = static_cast<std::size_t>(packedSamples(flat.out, 3));
       for (int i = 0; i < stack.count(); ++i) {
         std::vector<std::byte> out(frameBytes);
         ASSERT_TRUE(warpFrame(estimate, i, stack.frame(i),
-                              {out.data(), flat.out, 3, flat.out.width * 3, SampleDepth::U8}, threads));
+                              {out.data(), flat.out, 3, flat.out.width * 3, SampleDepth::U8}, {.threads = threads}));
         EXPECT_TRUE(
             std::equal(out.begin(), out.end(),
                        flat.bytes.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(i) * frameBytes)));
@@ -263,7 +263,7 @@ TEST(RtAlign, LeavesUnrelatedImagesWhereTheyAreAndTheVerdictSaysSo) {
   std::copy_n(other.bytes.begin(), stack.frameBytes(), stack.bytes.begin());
   for (const Model model : {Model::Affine, Model::Perspective}) {
     const std::vector<ImageView> frames = views(stack);
-    const StackEstimate estimate = estimateStack(frames, options(model));
+    const StackEstimate estimate = estimateStack(frames, options(model)).value();
     for (int i = 0; i < 2; ++i)
       EXPECT_NE(estimate.frames[static_cast<std::size_t>(i)].verdict, Verdict::Found);
   }
@@ -274,9 +274,9 @@ TEST(RtAlign, LeavesBlackImagesWhereTheyAreAndTheVerdictSaysSo) {
   std::fill_n(stack.bytes.begin(), stack.frameBytes(), std::byte{0});
   for (const Model model : {Model::Affine, Model::Perspective}) {
     const std::vector<ImageView> frames = views(stack);
-    const StackEstimate estimate = estimateStack(frames, options(model));
+    const StackEstimate estimate = estimateStack(frames, options(model)).value();
     EXPECT_EQ(estimate.frames[0].verdict, Verdict::NotFound);
-    EXPECT_EQ(estimate.outputSize, stack.size());
+    EXPECT_EQ(estimate.common.size(), stack.size());
     const CallResult r = call(stack, model == Model::Perspective);
     EXPECT_EQ(r.result, 0);
   }
@@ -308,7 +308,8 @@ TEST(RtAlign, AbandonsAStackThatSharesTooLittle) {
         std::equal(bytes.begin() + first, bytes.begin() + first + (size.width - 1) * 3, stack.bytes.begin() + first));
   }
   const std::vector<ImageView> frames = views(stack);
-  const StackEstimate estimate = estimateStack(frames, {.model = Model::Affine, .maxShiftX = 250, .maxShiftY = 50});
+  const StackEstimate estimate =
+      estimateStack(frames, {.model = Model::Affine, .maxShiftX = 250, .maxShiftY = 50}).value();
   for (int k = 1; k < 5; ++k) {
     EXPECT_EQ(estimate.frames[static_cast<std::size_t>(k)].reason, "the frames share too little");
   }
@@ -334,7 +335,7 @@ TEST_P(OtherChannelCounts, AreHandledRightlyByTheCppFace) {
   }
   for (const auto &frame : frames)
     stack.push_back({frame.data(), rgb.size(), channels, stride, SampleDepth::U8});
-  const StackEstimate estimate = estimateStack(stack, options(Model::Perspective));
+  const StackEstimate estimate = estimateStack(stack, options(Model::Perspective)).value();
   for (int i = 0; i < 3; ++i) {
     EXPECT_NE(estimate.frames[static_cast<std::size_t>(i)].verdict, Verdict::NotFound);
     EXPECT_LT(placement(rgb, estimate, i), 1.0);

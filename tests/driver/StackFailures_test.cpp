@@ -4,7 +4,6 @@
 #include "support/FailingAllocation.h"
 #include "support/FailingThreads.h"
 #include "support/StackBlock.h"
-#include "vindrel/AlignStack.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -174,42 +173,6 @@ TEST(RtAlign, WarpsTheSameBytesWhicheverThreadCannotBeStarted) {
       break;
     }
   }
-}
-
-TEST(EstimateStack, SaysWhichArgumentIsWrongAndWhatToChange) {
-  const StackBlock &stack = smallStack();
-  std::vector<ImageView> frames = {stack.frame(0), stack.frame(1)};
-  const auto message = [&](const StackOptions &options) {
-    const StackEstimate estimate = estimateStack(frames, options);
-    EXPECT_EQ(estimate.outcome, StackEstimate::Outcome::BadArgument);
-    return estimate.message;
-  };
-  EXPECT_NE(message({.threads = 0}).find("threads"), std::string::npos);
-  EXPECT_NE(message({.maxShiftX = -1}).find("maxShiftX"), std::string::npos);
-  frames[1].channels = 4;
-  EXPECT_NE(message({}).find("frame 1"), std::string::npos);
-  frames[1] = stack.frame(1);
-  frames[1].rowStride = 3;
-  EXPECT_NE(message({}).find("stride"), std::string::npos);
-  frames[1] = stack.frame(1);
-  frames[1].samples = nullptr;
-  EXPECT_NE(message({}).find("samples"), std::string::npos);
-  frames.clear();
-  EXPECT_NE(message({}).find("frames"), std::string::npos);
-}
-
-TEST(WarpFrame, RefusesAnOutputThatDoesNotFitTheEstimate) {
-  const StackBlock &stack = smallStack();
-  const std::vector<ImageView> frames = {stack.frame(0), stack.frame(1), stack.frame(2)};
-  const StackEstimate estimate = estimateStack(frames, {.maxShiftX = 60, .maxShiftY = 60});
-  ASSERT_EQ(estimate.outcome, StackEstimate::Outcome::Done);
-  std::vector<std::uint8_t> out(static_cast<std::size_t>(packedSamples(estimate.outputSize, 3)));
-  MutableImageView view{out.data(), estimate.outputSize, 3, estimate.outputSize.width * 3, SampleDepth::U8};
-  EXPECT_TRUE(warpFrame(estimate, 1, stack.frame(1), view, 1));
-  EXPECT_FALSE(warpFrame(estimate, 3, stack.frame(1), view, 1));
-  EXPECT_FALSE(warpFrame(estimate, -1, stack.frame(1), view, 1));
-  view.size.width -= 1;
-  EXPECT_FALSE(warpFrame(estimate, 1, stack.frame(1), view, 1));
 }
 
 } // namespace

@@ -14,45 +14,20 @@ namespace {
 constexpr LinkEvidence kGood{.pairs = 200, .inliers = 150, .rms = 0.6, .expectedError = 0.1, .coverage = 0.5};
 
 TEST(Verdict, TrustsAWellSupportedLink) {
-  EXPECT_EQ(StackVerdict(false).next(kGood, true).doubt, Doubt::None);
+  EXPECT_EQ(doubtLink(kGood, true), Doubt::None);
 }
 
 TEST(Verdict, DoubtsEachKindOfWeakEvidenceByName) {
   LinkEvidence few = kGood;
   few.pairs = few.inliers = 7;
-  EXPECT_EQ(StackVerdict(false).next(few, true).doubt, Doubt::TooFewPairs);
-  EXPECT_EQ(StackVerdict(false).next(kGood, false).doubt, Doubt::NoConsensus);
+  EXPECT_EQ(doubtLink(few, true), Doubt::TooFewPairs);
+  EXPECT_EQ(doubtLink(kGood, false), Doubt::NoConsensus);
   LinkEvidence chance = kGood;
   chance.inliers = 11;
-  EXPECT_EQ(StackVerdict(false).next(chance, true).doubt, Doubt::WeakSupport);
+  EXPECT_EQ(doubtLink(chance, true), Doubt::WeakSupport);
   chance.pairs = 1000;
   chance.inliers = 99;
-  EXPECT_EQ(StackVerdict(false).next(chance, true).doubt, Doubt::WeakSupport);
-  LinkEvidence vague = kGood;
-  vague.expectedError = 3;
-  EXPECT_EQ(StackVerdict(false).next(vague, true).doubt, Doubt::Inexact);
-  vague.expectedError = std::numeric_limits<double>::infinity();
-  EXPECT_EQ(StackVerdict(false).next(vague, true).doubt, Doubt::Inexact);
-}
-
-TEST(Verdict, DoubtsEveryRankBehindABrokenLink) {
-  StackVerdict verdict(false);
-  EXPECT_EQ(verdict.next(kGood, true).doubt, Doubt::None);
-  EXPECT_EQ(verdict.next(kGood, false).doubt, Doubt::NoConsensus);
-  EXPECT_EQ(verdict.next(kGood, true).doubt, Doubt::BrokenChain);
-  EXPECT_EQ(verdict.next(kGood, true).doubt, Doubt::BrokenChain);
-}
-
-TEST(Verdict, AddsUpTheUncertaintyAlongTheChain) {
-  StackVerdict verdict(false);
-  LinkEvidence link = kGood;
-  link.expectedError = 0.3;
-  EXPECT_NEAR(verdict.next(link, true).expectedError, 0.3, 1e-12);
-  EXPECT_NEAR(verdict.next(link, true).expectedError, 0.3 * std::sqrt(2.0), 1e-12);
-}
-
-TEST(Verdict, CallsNothingAlignedInAnAbandonedStack) {
-  EXPECT_EQ(StackVerdict(true).next(kGood, true).doubt, Doubt::LittleOverlap);
+  EXPECT_EQ(doubtLink(chance, true), Doubt::WeakSupport);
 }
 
 struct PointPairs {

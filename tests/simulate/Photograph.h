@@ -1,7 +1,7 @@
 // Photographs made for the tests of the simulator.
 #pragma once
 
-#include "base/ImageView.h"
+#include "vindrel/image.hpp"
 
 #include <cmath>
 #include <cstdint>

@@ -1,0 +1,8 @@
+// What the shared library shows of itself. Everything without this mark is hidden.
+#pragma once
+
+#if defined(__GNUC__)
+#define VINDREL_API __attribute__((visibility("default")))
+#else
+#define VINDREL_API
+#endif

@@ -1,0 +1,51 @@
+// Resampling images by transforms: any image by any transform into any rectangle, and the frames of a stack by its
+// estimate.
+//
+// Pixels of the output that no pixel of the source covers are white: all samples at their largest value, 1 for floats.
+// So are those on and behind the transform's horizon, the line that it sends to infinity.
+#pragma once
+
+#include "vindrel/api.hpp"
+#include "vindrel/image.hpp"
+#include "vindrel/result.hpp"
+#include "vindrel/stack.hpp"
+#include "vindrel/transform.hpp"
+
+namespace vindrel {
+
+/// How a sample between others is made. A source of w x h pixels covers, in its own coordinates:
+enum class Filter {
+  /// Between the four nearest samples; covers -1 < x < w - 1, -1 < y < h - 1 of 8 and 16 bits, and 16 bits are rounded
+  /// down: the bytes of align_with_transf(). Floats cover what the two sharper filters cover.
+  Bilinear,
+  /// Over 4 x 4 samples (R. Keys, 1981, a = -1/2), sharper; covers -1 < x < w, -1 < y < h, with the border's samples
+  /// continued outward. Rounded to the nearest; floats are not limited.
+  Bicubic,
+  Lanczos3, ///< over 6 x 6 samples (C. Duchon, 1979), sharpest, with slight ringing at hard edges; the same cover
+  Nearest,  ///< the nearest sample, for masks and for shifts by whole pixels; covers -1/2 <= x < w - 1/2, y alike
+};
+
+struct WarpOptions {
+  Filter filter = Filter::Bilinear;
+  int threads = 1; ///< 1 to 1024; the bytes are the same for any number
+};
+
+/// Resamples `source` into `out`: pixel (x, y) of out shows the source where the transform takes the point
+/// (rectangle.x + x, rectangle.y + y). Source and out have 1 to 4 channels, the same number and depth; out has the
+/// rectangle's size; rows of both may lie any distance apart; they must not overlap. The filters Bilinear of 8 and 16
+/// bits take the matrix in single precision. An error, and out unchanged, when an argument does not fit.
+VINDREL_API Result<void> warpImage(const Transform &sourceFromOutput, const ImageView &source,
+                                   const Rectangle &rectangle, const MutableImageView &out,
+                                   const WarpOptions &options = {});
+
+/// Resamples frame `index` of a stack, or another image of its size (a further channel, a mask, the unclipped
+/// original), into the common rectangle. Of shifts, samples are copied when the filter is Bilinear.
+VINDREL_API Result<void> warpFrame(const StackEstimate &estimate, int index, const ImageView &image,
+                                   const MutableImageView &out, const WarpOptions &options = {});
+
+/// The same into another rectangle of the reference's frame, such as the whole of it.
+VINDREL_API Result<void> warpFrame(const StackEstimate &estimate, int index, const ImageView &image,
+                                   const Rectangle &rectangle, const MutableImageView &out,
+                                   const WarpOptions &options = {});
+
+} // namespace vindrel

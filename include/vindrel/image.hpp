@@ -1,0 +1,74 @@
+// Pixels in the caller's memory: interleaved samples, top row first, rows a stride apart. Views own nothing; what they
+// point to must stay as long as the call they are handed to, unless that call says otherwise.
+//
+// Coordinates are pixels with the origin at the frame's top-left corner, x to the right and y downward. The sample of
+// column x and row y stands at exactly (x, y): whole coordinates are sample positions.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace vindrel {
+
+/// How a sample is stored. The values are bits.
+enum class SampleDepth : int {
+  U8 = 8,   ///< unsigned bytes, 255 is white
+  U16 = 16, ///< unsigned 16-bit numbers in native byte order, 65535 is white
+  F32 = 32, ///< IEEE single precision, 1 is white; values beyond 0 to 1 are allowed
+};
+
+constexpr int bytesPerSample(SampleDepth depth) {
+  return static_cast<int>(depth) / 8;
+}
+
+struct Size {
+  int width = 0;  ///< pixels
+  int height = 0; ///< pixels
+  friend bool operator==(const Size &, const Size &) = default;
+};
+
+/// A part of a frame, or one that reaches beyond it.
+struct Rectangle {
+  int x = 0; ///< of the top-left pixel; may be negative
+  int y = 0;
+  int width = 0; ///< pixels
+  int height = 0;
+  constexpr Size size() const { return {width, height}; }
+  friend bool operator==(const Rectangle &, const Rectangle &) = default;
+};
+
+/// An image to read.
+struct ImageView {
+  const void *samples = nullptr; ///< first sample of pixel (0, 0)
+  Size size;
+  int channels = 0;           ///< samples per pixel
+  std::int64_t rowStride = 0; ///< samples from the start of one row to the start of the next
+  SampleDepth depth = SampleDepth::U8;
+
+  template <class Sample>
+  const Sample *row(int y) const {
+    return static_cast<const Sample *>(samples) + y * rowStride;
+  }
+};
+
+/// An image to write.
+struct MutableImageView {
+  void *samples = nullptr;
+  Size size;
+  int channels = 0;
+  std::int64_t rowStride = 0;
+  SampleDepth depth = SampleDepth::U8;
+
+  template <class Sample>
+  Sample *row(int y) const {
+    return static_cast<Sample *>(samples) + y * rowStride;
+  }
+  operator ImageView() const { return {samples, size, channels, rowStride, depth}; }
+};
+
+/// Samples of an image whose rows follow each other without padding.
+constexpr std::int64_t packedSamples(Size size, int channels) {
+  return static_cast<std::int64_t>(size.width) * size.height * channels;
+}
+
+} // namespace vindrel

@@ -1,0 +1,126 @@
+// Where the frames of a stack lie on each other: by which transform each of them is placed on the reference, how sure
+// that is, and which rectangle all of them cover. Frames stay the caller's and are only read; apply.hpp resamples them.
+//
+// Affine and perspective transforms come from points that the frames share. Frames are ranked by brightness, each is
+// matched with the one a rank brighter, and the links are chained. Shifts by whole pixels, for frames from a tripod,
+// come from bitmaps that are compared in the same order; nothing has to be resampled then.
+//
+// All functions may be called from several threads at once, for several stacks: nothing is shared between calls.
+#pragma once
+
+#include "vindrel/api.hpp"
+#include "vindrel/image.hpp"
+#include "vindrel/result.hpp"
+#include "vindrel/transform.hpp"
+
+#include <functional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vindrel {
+
+/// How the frames may differ.
+enum class Model {
+  Shift,       ///< by whole pixels in x and y
+  Affine,      ///< by six parameters
+  Perspective, ///< by eight
+};
+
+/// The frame that the others are placed on, and that keeps its pixels.
+enum class ReferenceChoice {
+  /// The one that the search starts from: the brightest frame; for shifts the second brightest, since the brightest is
+  /// often clipped too much for the others to depend on it. Nothing is re-based then.
+  Anchor,
+  Brightest,
+  Middle, ///< in brightness; the brighter of two
+  First,  ///< of those handed over
+  Index,  ///< StackOptions::referenceIndex
+};
+
+/// What becomes of frames that were not found.
+enum class OnUnaligned {
+  /// They lie where the search left them, which may be right or wrong: what rt_align() and tr_align() do.
+  Guess,
+  Keep, ///< in place, unchanged
+  /// They are marked, and the common rectangle is made without them. A frame that hangs on the others by a dropped one
+  /// only is not found either.
+  Drop,
+  Fail, ///< the whole estimate is an error that names them
+};
+
+/// Receives the fraction done, 0 to 1, and returns false to cancel. Called from one thread at a time, which may be one
+/// that the library started.
+using ProgressFunction = std::function<bool(double fraction)>;
+
+struct StackOptions {
+  Model model = Model::Perspective;
+  ReferenceChoice reference = ReferenceChoice::Anchor;
+  int referenceIndex = 0; ///< with ReferenceChoice::Index
+  OnUnaligned onUnaligned = OnUnaligned::Guess;
+  int threads = 1; ///< 1 to 1024; shifts are searched on the caller's. The perspective search draws by thread: results
+                   ///< are repeatable for a number of threads
+  /// Farthest that frames next to each other in brightness may lie apart, in pixels; 0: a tenth of the width and of the
+  /// height. Shifts are searched equally far both ways: beyond the larger of the two and up to about twice as far, as
+  /// the search doubles its reach.
+  int maxShiftX = 0;
+  int maxShiftY = 0;
+  bool polish = false; ///< affine: fit all agreeing pairs after the search; false gives the bytes of rt_align()
+  ProgressFunction progress = {};
+};
+
+enum class Verdict {
+  Reference, ///< the frame the others are placed on
+  Found,     ///< aligned: the evidence supports the transform over the whole frame
+  NotFound,  ///< no transform that the evidence supports
+};
+
+/// What is known of one frame. Shifts that come from bitmaps rest on no points: pairs, inliers, rms and coverage are 0.
+struct FrameEstimate {
+  Verdict verdict = Verdict::NotFound;
+  std::string reason;   ///< empty when Found or Reference; otherwise why not, in a few words
+  bool dropped = false; ///< with OnUnaligned::Drop: not found, and not part of the common rectangle
+  int rank = 0;         ///< position by brightness, 0 the brightest
+
+  /// Maps points of the reference frame, which is the output's frame before any crop, onto this one. Its elements are
+  /// the very numbers of the warp: single precision, the last two of the third row after division by 100000.
+  Transform frameFromReference;
+
+  // Of the link to the neighbour one rank nearer to the reference:
+  int pairs = 0;       ///< matched points
+  int inliers = 0;     ///< pairs that the transform explains within 2 pixels
+  double rms = 0;      ///< root mean square distance of the inliers, pixels
+  double coverage = 0; ///< share of an 8 x 8 grid over the frame whose cells hold an inlier, 0 to 1
+
+  /// Predicted placement error of the whole way to the reference, root mean square over the frame, pixels; infinite
+  /// when nothing can be said. Of shifts from bitmaps, what rounding to whole pixels costs, given that the frame is
+  /// Found: 0.41 for each comparison on the way.
+  double expectedError = 0;
+};
+
+struct StackEstimate {
+  Model model = Model::Perspective; ///< of the transforms
+  Size frameSize;
+  int reference = 0;                 ///< index of the reference
+  std::vector<FrameEstimate> frames; ///< in the order they were handed over
+
+  /// What all frames cover (but those dropped), in pixels of the reference: the output's frame, cropped. The whole
+  /// frame when they share less than 30 % of its width or height; nothing is aligned then, and every frame says so.
+  Rectangle common;
+};
+
+/// Estimates from frames in memory: at least one, all of one size, channel count (1 to 4) and depth (8 or 16 bits).
+VINDREL_API Result<StackEstimate> estimateStack(std::span<const ImageView> frames, const StackOptions &options = {});
+
+/// Frames handed over one at a time, for stacks larger than memory.
+struct StackSource {
+  int count = 0;
+  /// Frame `index`, 0 to count - 1, or why it cannot be had, which ends the estimate. Called on the caller's thread,
+  /// for every frame about twice (for shifts up to four times). Its pixels must stay where they are until the next but
+  /// one call, or the end of the estimate: two frames are in use at most.
+  std::function<Result<ImageView>(int index)> frame;
+};
+
+VINDREL_API Result<StackEstimate> estimateStack(const StackSource &source, const StackOptions &options = {});
+
+} // namespace vindrel

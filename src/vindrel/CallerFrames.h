@@ -1,0 +1,36 @@
+// The caller's source of frames as the estimates ask for it: each frame is checked as it is handed over, and the first
+// failure is kept.
+#pragma once
+
+#include "base/FrameSource.h"
+#include "vindrel/stack.hpp"
+
+#include <optional>
+
+namespace vindrel {
+
+class CallerFrames final : public FrameSource {
+public:
+  explicit CallerFrames(const StackSource &source) : source_(source) {}
+
+  // Takes the stack's format from the first frame. False: see error().
+  bool open();
+
+  int count() const override { return source_.count; }
+  FrameFormat format() const override { return format_; }
+  std::optional<ImageView> frame(int index) override;
+  const Error &error() const { return error_; }
+
+private:
+  Result<ImageView> ask(int index) const;
+
+  const StackSource &source_;
+  FrameFormat format_;
+  Error error_;
+  // The frame handed over last. Asked for again at once, as the first one is, it needs no second call; an older one
+  // would be lost with the next.
+  int lastIndex_ = -1;
+  ImageView last_;
+};
+
+} // namespace vindrel

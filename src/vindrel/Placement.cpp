@@ -1,0 +1,165 @@
+// From links to frames: which frame the others are placed on, who may be called aligned, and what they all cover.
+//
+// A frame has to be spoken for by every link between it and the reference: errors add up along them, and behind a link
+// that is not to be trusted nobody knows where a frame lies.
+#include "driver/CleanRectangle.h"
+#include "transform/Matrix33.h"
+#include "vindrel/Guard.h"
+#include "vindrel/RankedStack.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace vindrel {
+namespace {
+
+constexpr const char *kInexact = "the agreeing points leave it inexact";
+constexpr const char *kLittleOverlap = "the frames share too little";
+
+std::size_t at(int index) {
+  return static_cast<std::size_t>(index);
+}
+
+int referenceRank(const RankedStack &stack, const StackOptions &options) {
+  int index = 0;
+  switch (options.reference) {
+  case ReferenceChoice::Anchor:
+    return stack.anchor;
+  case ReferenceChoice::Brightest:
+    return 0;
+  case ReferenceChoice::Middle:
+    return (static_cast<int>(stack.order.size()) - 1) / 2;
+  case ReferenceChoice::First:
+    break;
+  case ReferenceChoice::Index:
+    index = options.referenceIndex;
+    break;
+  }
+  return static_cast<int>(std::find(stack.order.begin(), stack.order.end(), index) - stack.order.begin());
+}
+
+// The frames on one side of the reference, from the nearest on. step: 1 towards the darker ones, -1 the brighter.
+void judgeSide(const RankedStack &stack, int reference, int step, StackEstimate &result) {
+  double variance = 0;
+  bool broken = false;
+  for (int rank = reference + step; rank >= 0 && rank < static_cast<int>(stack.order.size()); rank += step) {
+    const RankedLink &link = stack.links[at(step > 0 ? rank : rank + 1)];
+    FrameEstimate &frame = result.frames[at(stack.order[at(rank)])];
+    variance += link.variance;
+    frame.expectedError = std::sqrt(variance);
+    frame.pairs = link.pairs;
+    frame.inliers = link.inliers;
+    frame.rms = link.rms;
+    frame.coverage = link.coverage;
+    if (stack.littleOverlap) {
+      frame.reason = kLittleOverlap;
+    } else if (broken) {
+      frame.reason = step > 0 ? "a brighter frame was not aligned" : "a darker frame was not aligned";
+    } else if (!link.doubt.empty()) {
+      frame.reason = link.doubt;
+    } else if (!(frame.expectedError <= stack.largestExpectedError)) {
+      frame.reason = kInexact;
+    }
+    broken = !frame.reason.empty();
+    frame.verdict = broken ? Verdict::NotFound : Verdict::Found;
+  }
+}
+
+// The numbers that the warp will use.
+Trans8 narrowed(const Transform &transform) {
+  return matrixToTrans8(transform.matrix);
+}
+
+Result<void> rebaseFrames(const RankedStack &stack, StackEstimate &result) {
+  const Transform &reference = stack.fromAnchor[at(result.reference)];
+  for (std::size_t i = 0; i < result.frames.size(); ++i) {
+    Result<Transform> rebased = rebase(stack.fromAnchor[i], reference);
+    if (!rebased) return Error{ErrorCode::Internal, "the reference's transform cannot be inverted"};
+    result.frames[i].frameFromReference = {transformToMatrix(narrowed(*rebased))};
+  }
+  result.frames[at(result.reference)].frameFromReference = {};
+  return {};
+}
+
+std::string listOfUnaligned(const StackEstimate &result) {
+  std::string list;
+  for (std::size_t i = 0; i < result.frames.size(); ++i) {
+    if (result.frames[i].verdict != Verdict::NotFound) continue;
+    list += (list.empty() ? "frame " : "; frame ") + std::to_string(i) + ": " + result.frames[i].reason;
+  }
+  return list;
+}
+
+// Shifted frames cover whole pixels: the common part is what is left of the reference.
+Rectangle commonOfShifts(Size frame, const std::vector<const Transform *> &frames) {
+  int left = 0, top = 0, right = frame.width, bottom = frame.height;
+  for (const Transform *transform : frames) {
+    const int x = static_cast<int>(transform->matrix[2]), y = static_cast<int>(transform->matrix[5]);
+    left = std::max(left, -x);
+    top = std::max(top, -y);
+    right = std::min(right, frame.width - x);
+    bottom = std::min(bottom, frame.height - y);
+  }
+  return {left, top, right - left, bottom - top};
+}
+
+Rectangle commonOf(const StackEstimate &result) {
+  std::vector<const Transform *> covered;
+  for (const FrameEstimate &frame : result.frames)
+    if (!frame.dropped) covered.push_back(&frame.frameFromReference);
+  if (result.model == Model::Shift) return commonOfShifts(result.frameSize, covered);
+  std::vector<Trans8> chains;
+  for (const Transform *transform : covered)
+    chains.push_back(narrowed(*transform));
+  const CropWindow window = cleanWindow(result.frameSize, chains);
+  return {-window.offsetX, -window.offsetY, window.size.width, window.size.height};
+}
+
+void abandon(StackEstimate &result) {
+  for (FrameEstimate &frame : result.frames) {
+    frame.frameFromReference = {};
+    frame.dropped = false;
+    if (frame.verdict == Verdict::Reference) continue;
+    frame.verdict = Verdict::NotFound;
+    frame.reason = kLittleOverlap;
+  }
+  result.common = {0, 0, result.frameSize.width, result.frameSize.height};
+}
+
+} // namespace
+
+Result<StackEstimate> placeOnReference(const RankedStack &stack, Size frame, const StackOptions &options) {
+  const int reference = referenceRank(stack, options);
+  StackEstimate result;
+  result.model = stack.model;
+  result.frameSize = frame;
+  result.reference = stack.order[at(reference)];
+  result.frames.resize(stack.order.size());
+  for (std::size_t rank = 0; rank < stack.order.size(); ++rank)
+    result.frames[at(stack.order[rank])].rank = static_cast<int>(rank);
+  result.frames[at(result.reference)].verdict = Verdict::Reference;
+  judgeSide(stack, reference, 1, result);
+  judgeSide(stack, reference, -1, result);
+
+  // Until here all is as the flat calls have it, and their rectangle holds as long as no transform changes.
+  bool changed = reference != stack.anchor;
+  if (changed) {
+    if (Result<void> rebased = rebaseFrames(stack, result); !rebased) return rebased.error();
+  } else {
+    for (std::size_t i = 0; i < result.frames.size(); ++i)
+      result.frames[i].frameFromReference = stack.fromAnchor[i];
+  }
+  for (FrameEstimate &estimate : result.frames) {
+    if (estimate.verdict != Verdict::NotFound) continue;
+    if (options.onUnaligned == OnUnaligned::Fail) return Error{ErrorCode::NotAligned, listOfUnaligned(result)};
+    estimate.dropped = options.onUnaligned == OnUnaligned::Drop;
+    if (options.onUnaligned == OnUnaligned::Keep) estimate.frameFromReference = {};
+    changed = changed || options.onUnaligned != OnUnaligned::Guess;
+  }
+  result.common = changed ? commonOf(result) : stack.common;
+  if (result.common.width < 1 || result.common.height < 1) abandon(result);
+  return result;
+}
+
+} // namespace vindrel
