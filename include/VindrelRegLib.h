@@ -992,8 +992,9 @@ void evaluate_resize(const double *par, int m_dat, const void *data, double *fve
  * included. So they do where the images have no pixel in common: nothing can be cropped then, and the size stays.
  *
  * Runs on the calling thread alone and keeps nothing between calls; threads may align different stacks at a time. It
- * prints nothing. Working memory: about 1.6 bytes a pixel of one image, and some 1.3 KB an image. Not checked: that
- * width, height and channels are at least 1, that width * height fits an int, that the pointers are valid.
+ * prints nothing. Working memory: at most as much as one image takes, but about 1.4 bytes a pixel of one image in any
+ * case, and some 1.3 KB an image. Not checked: that width, height and channels are at least 1, that width * height fits
+ * an int, that the pointers are valid.
  *
  * @param nImages        Images in the stack.
  * @param width          Of every image, pixels.

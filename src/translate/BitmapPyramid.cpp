@@ -2,6 +2,7 @@
 
 #include "translate/GreyKernel.h"
 #include "translate/Percentile.h"
+#include "translate/ReduceKernel.h"
 #include "translate/ThresholdKernel.h"
 
 #include <algorithm>
@@ -34,9 +35,20 @@ void countOnly(const ImageView &image, GreyCounter &counter) {
     }
 }
 
+// Row r of the halved image.
+void reduceGreyRow(const std::uint8_t *grey, Size size, int r, std::uint8_t *out) {
+  const Size small = halved(size);
+  const std::int64_t width = size.width;
+  const std::uint8_t *up = grey + 2 * r * width;
+  if (r + 1 < small.height)
+    reduceRow(up, up + width, up + 2 * width, small.width, out);
+  else
+    reduceLastRow(up, up + width, small.width, out);
+}
+
 } // namespace
 
-int greyAndThreshold(const ImageView &image, std::int64_t count, std::uint32_t *histogram, std::uint8_t *grey) {
+void convertAndCount(const ImageView &image, std::uint32_t *histogram, std::uint8_t *grey) {
   GreyCounter counter;
   if (image.depth == SampleDepth::U8)
     convert<std::uint8_t>(image, grey, counter);
@@ -44,7 +56,6 @@ int greyAndThreshold(const ImageView &image, std::int64_t count, std::uint32_t *
     convert<std::uint16_t>(image, grey, counter);
   std::fill_n(histogram, kGreyLevels, 0U);
   counter.addTo(histogram);
-  return firstBinAbove(histogram, count);
 }
 
 void greyHistogram(const ImageView &image, std::uint32_t *histogram) {
@@ -60,39 +71,34 @@ void greyHistogram(const ImageView &image, std::uint32_t *histogram) {
 void reduceGrey(const std::uint8_t *grey, Size size, std::uint8_t *out) {
   const Size small = halved(size);
   if (!hasPixels(small)) return;
-  const std::int64_t width = size.width;
-  for (int r = 0; r < small.height; ++r) {
-    const std::uint8_t *up = grey + 2 * r * width;
-    std::uint8_t *outRow = out + static_cast<std::int64_t>(r) * small.width;
-    if (r + 1 < small.height)
-      reduceRow(up, up + width, up + 2 * width, small.width, outRow);
-    else
-      reduceLastRow(up, up + width, small.width, outRow);
+  for (int r = 0; r < small.height; ++r)
+    reduceGreyRow(grey, size, r, out + static_cast<std::int64_t>(r) * small.width);
+}
+
+PyramidLayout::PyramidLayout(Size size, int levels) {
+  for (; count_ < levels && hasPixels(size); size = halved(size)) {
+    const int rowWords = rowWordsFor(size.width);
+    levels_[static_cast<std::size_t>(count_++)] = {.size = size, .rowWords = rowWords, .firstWord = words_};
+    words_ += static_cast<std::size_t>(rowWords) * static_cast<std::size_t>(size.height);
   }
 }
 
-BitmapPyramid BitmapPyramid::allocated(Size size, int levels) {
-  BitmapPyramid pyramid;
-  std::int64_t words = 0;
-  for (; pyramid.count_ < levels && hasPixels(size); size = halved(size)) {
-    const int rowWords = wordsFor(size.width);
-    pyramid.levels_[pyramid.count_++] = {.size = size, .rowWords = rowWords, .firstWord = words};
-    words += static_cast<std::int64_t>(rowWords) * size.height;
-  }
-  pyramid.words_ = Buffer<std::uint64_t>::zeroed(static_cast<std::size_t>(words));
-  return pyramid;
-}
-
-void BitmapPyramid::build(const ImageView &image, std::int64_t count, std::uint8_t *grey, std::uint8_t *grey2) {
-  std::uint32_t histogram[kGreyLevels];
-  const int threshold = greyAndThreshold(image, count, histogram, grey);
-  std::uint64_t *out = words_.data();
-  visitGreyLevels(image.size, count_, grey, grey2, [&](Size size, const std::uint8_t *levelGrey) {
-    for (int y = 0; y < size.height; ++y) {
-      thresholdRow(levelGrey + static_cast<std::int64_t>(y) * size.width, size.width, threshold, out);
-      out += wordsFor(size.width);
+void PyramidLayout::fill(std::uint8_t *grey, int threshold, std::uint64_t *pyramid) const {
+  for (int l = 0; l < count_; ++l) {
+    const auto &[size, rowWords, firstWord] = levels_[static_cast<std::size_t>(l)];
+    const std::int64_t width = size.width;
+    const int ownWords = wordsFor(size.width);
+    std::uint64_t *out = pyramid + firstWord;
+    const Size small = halved(size);
+    // Two rows are compared and then reduced to one, while they are in the cache, in the place of the first of them.
+    const bool reduces = l + 1 < count_;
+    for (int y = 0; y < size.height; ++y, out += rowWords) {
+      thresholdRow(grey + y * width, size.width, threshold, out);
+      std::fill(out + ownWords, out + rowWords, 0U);
+      const int r = y / 2;
+      if (reduces && y % 2 != 0) reduceGreyRow(grey, size, r, grey + std::int64_t{r} * small.width);
     }
-  });
+  }
 }
 
 } // namespace vindrel

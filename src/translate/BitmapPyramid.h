@@ -3,11 +3,11 @@
 // All levels use the threshold of level 0; it is the grey image that is halved, not the bitmap.
 #pragma once
 
-#include "base/Buffer.h"
 #include "base/ImageView.h"
-#include "translate/ReduceKernel.h"
+#include "translate/ThresholdKernel.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -23,14 +23,13 @@ constexpr bool hasPixels(Size size) {
   return size.width > 0 && size.height > 0;
 }
 
-// Writes the packed grey image and its 256-bin histogram (both overwritten) and returns the threshold: the first grey
-// level up to which there are more than `count` pixels, 256 if none. A bin counts modulo 2^32.
-int greyAndThreshold(const ImageView &image, std::int64_t count, std::uint32_t *histogram, std::uint8_t *grey);
+// Writes the packed grey image and its 256-bin histogram (both overwritten). A bin counts modulo 2^32.
+void convertAndCount(const ImageView &image, std::uint32_t *histogram, std::uint8_t *grey);
 
 // The histogram alone.
 void greyHistogram(const ImageView &image, std::uint32_t *histogram);
 
-// Halves a packed grey image; out holds halved(size) pixels.
+// Halves a packed grey image; out holds halved(size) pixels and may be the image itself.
 void reduceGrey(const std::uint8_t *grey, Size size, std::uint8_t *out);
 
 // Calls visit(size, grey) for each level down from the full-size grey image, which is lost: the reduced images take
@@ -45,6 +44,13 @@ void visitGreyLevels(Size size, int levels, std::uint8_t *grey, std::uint8_t *gr
   }
 }
 
+// Words that a row of a bitmap takes up, with zeros up to a multiple of this, so that rows are read by whole vectors.
+constexpr int kRowWordUnit = 8;
+
+constexpr int rowWordsFor(int width) {
+  return (wordsFor(width) + kRowWordUnit - 1) / kRowWordUnit * kRowWordUnit;
+}
+
 struct BitmapView {
   Size size;
   int rowWords = 0;
@@ -53,27 +59,41 @@ struct BitmapView {
   const std::uint64_t *row(int y) const { return words + static_cast<std::int64_t>(y) * rowWords; }
 };
 
-class BitmapPyramid {
+// Where the levels of a pyramid stand in a block of words: back to back, level 0 first.
+class PyramidLayout {
 public:
-  // At most `levels` levels, and none without pixels. A failed allocation leaves a pyramid that tests false.
-  static BitmapPyramid allocated(Size size, int levels);
+  PyramidLayout() = default;
+  // At most `levels` levels, and none without pixels.
+  PyramidLayout(Size size, int levels);
 
-  explicit operator bool() const { return static_cast<bool>(words_); }
-  BitmapView level(int l) const { return {levels_[l].size, levels_[l].rowWords, words_.data() + levels_[l].firstWord}; }
+  int levels() const { return count_; }
+  std::size_t words() const { return words_; }
+  BitmapView level(int l, const std::uint64_t *pyramid) const {
+    const Level &level = levels_[static_cast<std::size_t>(l)];
+    return {level.size, level.rowWords, pyramid + level.firstWord};
+  }
 
-  // Fills the levels from a frame. grey: the frame's pixels; grey2: those of a quarter of it.
-  void build(const ImageView &image, std::int64_t count, std::uint8_t *grey, std::uint8_t *grey2);
+  // Fills a pyramid from the packed grey image at full size, which is lost.
+  void fill(std::uint8_t *grey, int threshold, std::uint64_t *pyramid) const;
 
 private:
   struct Level {
     Size size;
     int rowWords = 0;
-    std::int64_t firstWord = 0;
+    std::size_t firstWord = 0;
   };
 
   int count_ = 0;
+  std::size_t words_ = 0;
   std::array<Level, kMaxPyramidLevels> levels_;
-  Buffer<std::uint64_t> words_;
+};
+
+// One pyramid.
+struct PyramidView {
+  const PyramidLayout *layout = nullptr;
+  const std::uint64_t *words = nullptr;
+
+  BitmapView level(int l) const { return layout->level(l, words); }
 };
 
 } // namespace vindrel

@@ -1,53 +1,94 @@
+// A vector of pixels at a time where a pixel has three or four samples, as those of photographs have; the end of a row
+// and other sample counts go pixel by pixel.
 #include "translate/GreyKernel.h"
 
 #include "base/Grey.h"
 
 #include <algorithm>
+#include <cstring>
 
-namespace vindrel {
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "translate/GreyKernel.cpp"
+#include <hwy/foreach_target.h>
+
+#include "base/GreyVector-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace vindrel::HWY_NAMESPACE {
 namespace {
+namespace hn = hwy::HWY_NAMESPACE;
 
-// The step between pixels is a constant, which lets the compiler use vector loads.
+// kChannels 0: as many as given.
 template <int kChannels, class Sample>
-void firstThreeOfFixed(const Sample *pixels, int width, std::uint8_t *grey) {
-  for (int x = 0; x < width; ++x) {
-    const Sample *p = pixels + static_cast<std::int64_t>(x) * kChannels;
-    grey[x] = static_cast<std::uint8_t>(greyOf(p[0], p[1], p[2]));
+void convert(const Sample *HWY_RESTRICT pixels, int width, int given, std::uint8_t *HWY_RESTRICT grey) {
+  const std::ptrdiff_t channels = kChannels != 0 ? kChannels : given;
+  const std::ptrdiff_t second = std::min<std::ptrdiff_t>(1, channels - 1);
+  const std::ptrdiff_t third = std::min<std::ptrdiff_t>(2, channels - 1);
+  std::ptrdiff_t x = 0;
+  if constexpr (kChannels != 0) {
+    const hn::Rebind<std::uint8_t, GreyWords> bytes;
+    const hn::RebindToSigned<GreyWords> narrowable; // 0 to 255 either way
+    const auto step = static_cast<std::ptrdiff_t>(hn::Lanes(GreyWords()));
+    for (; x + step <= width; x += step) {
+      const GreyVector words = greyOfFirstThreeChannels<kChannels>(pixels + x * kChannels);
+      hn::StoreU(hn::DemoteTo(bytes, hn::BitCast(narrowable, words)), bytes, grey + x);
+    }
   }
-}
-
-} // namespace
-
-template <class Sample>
-void greyOfFirstThree(const Sample *pixels, int width, int channels, std::uint8_t *grey) {
-  if (channels == 3) return firstThreeOfFixed<3>(pixels, width, grey);
-  if (channels == 4) return firstThreeOfFixed<4>(pixels, width, grey);
-  const int second = std::min(1, channels - 1);
-  const int third = std::min(2, channels - 1);
-  for (int x = 0; x < width; ++x) {
-    const Sample *p = pixels + static_cast<std::int64_t>(x) * channels;
+  for (; x < width; ++x) {
+    const Sample *p = pixels + x * channels;
     grey[x] = static_cast<std::uint8_t>(greyOf(p[0], p[second], p[third]));
   }
 }
 
-template void greyOfFirstThree(const std::uint8_t *, int, int, std::uint8_t *);
-template void greyOfFirstThree(const std::uint16_t *, int, int, std::uint8_t *);
+template <class Sample>
+void convertChannels(const Sample *pixels, int width, int channels, std::uint8_t *grey) {
+  if (channels == 3) return convert<3>(pixels, width, channels, grey);
+  if (channels == 4) return convert<4>(pixels, width, channels, grey);
+  convert<0>(pixels, width, channels, grey);
+}
+
+void greyOfBytes(const std::uint8_t *pixels, int width, int channels, std::uint8_t *grey) {
+  convertChannels(pixels, width, channels, grey);
+}
+void greyOfWords(const std::uint16_t *pixels, int width, int channels, std::uint8_t *grey) {
+  convertChannels(pixels, width, channels, grey);
+}
+
+} // namespace
+} // namespace vindrel::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace vindrel {
+
+HWY_EXPORT(greyOfBytes);
+HWY_EXPORT(greyOfWords);
+
+void greyOfFirstThree(const std::uint8_t *pixels, int width, int channels, std::uint8_t *grey) {
+  HWY_DYNAMIC_DISPATCH(greyOfBytes)(pixels, width, channels, grey);
+}
+
+void greyOfFirstThree(const std::uint16_t *pixels, int width, int channels, std::uint8_t *grey) {
+  HWY_DYNAMIC_DISPATCH(greyOfWords)(pixels, width, channels, grey);
+}
 
 void GreyCounter::add(const std::uint8_t *grey, int width) {
   int x = 0;
-  for (; x + 4 <= width; x += 4) {
-    ++tables_[0][grey[x]];
-    ++tables_[1][grey[x + 1]];
-    ++tables_[2][grey[x + 2]];
-    ++tables_[3][grey[x + 3]];
+  for (; x + kTables <= width; x += kTables) {
+    std::uint64_t eight = 0; // one load for all of them
+    std::memcpy(&eight, grey + x, sizeof eight);
+    for (int i = 0; i < kTables; ++i)
+      ++tables_[i][(eight >> (8 * i)) & 0xFF];
   }
   for (; x < width; ++x)
     ++tables_[0][grey[x]];
 }
 
 void GreyCounter::addTo(std::uint32_t *histogram) const {
-  for (int bin = 0; bin < 256; ++bin)
-    histogram[bin] += tables_[0][bin] + tables_[1][bin] + tables_[2][bin] + tables_[3][bin];
+  for (const auto &table : tables_)
+    for (int bin = 0; bin < 256; ++bin)
+      histogram[bin] += table[bin];
 }
 
 } // namespace vindrel
+#endif

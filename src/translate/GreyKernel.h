@@ -9,10 +9,10 @@
 namespace vindrel {
 
 // Writes width bytes.
-template <class Sample>
-void greyOfFirstThree(const Sample *pixels, int width, int channels, std::uint8_t *grey);
+void greyOfFirstThree(const std::uint8_t *pixels, int width, int channels, std::uint8_t *grey);
+void greyOfFirstThree(const std::uint16_t *pixels, int width, int channels, std::uint8_t *grey);
 
-// Counts grey values in four tables by turns: in flat areas the same bin would otherwise be read back right after it
+// Counts grey values in eight tables by turns: in flat areas the same bin would otherwise be read back right after it
 // was written, and every pixel would wait for the one before.
 class GreyCounter {
 public:
@@ -21,7 +21,9 @@ public:
   void addTo(std::uint32_t *histogram) const;
 
 private:
-  std::uint32_t tables_[4][256] = {};
+  static constexpr int kTables = 8; // one for each byte of a word
+
+  std::uint32_t tables_[kTables][256] = {};
 };
 
 } // namespace vindrel

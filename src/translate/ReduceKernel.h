@@ -17,11 +17,11 @@
 namespace vindrel {
 
 // A row that is not the last: up, middle and down are the input rows 2r, 2r+1 and 2r+2. Writes outWidth pixels (at
-// least one) and reads 2 * outWidth of each input row.
+// least one) and reads 2 * outWidth of each input row. out may be up itself, or lie before it.
 void reduceRow(const std::uint8_t *up, const std::uint8_t *middle, const std::uint8_t *down, int outWidth,
                std::uint8_t *out);
 
-// The last row, from the input rows 2r and 2r+1.
+// The last row, from the input rows 2r and 2r+1; out as above.
 void reduceLastRow(const std::uint8_t *up, const std::uint8_t *middle, int outWidth, std::uint8_t *out);
 
 } // namespace vindrel

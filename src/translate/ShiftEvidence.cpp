@@ -1,6 +1,6 @@
 #include "translate/ShiftEvidence.h"
 
-#include "translate/BitDifferenceKernel.h"
+#include "translate/ShiftTrialsKernel.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,10 +9,7 @@ namespace vindrel {
 namespace {
 
 double shareOfSetBits(const BitmapView &bitmap) {
-  std::int64_t set = 0;
-  for (int y = 0; y < bitmap.size.height; ++y)
-    set += countRowBits(bitmap.row(y), bitmap.size.width);
-  return static_cast<double>(set) / static_cast<double>(packedSamples(bitmap.size, 1));
+  return static_cast<double>(countSetBits(bitmap)) / static_cast<double>(packedSamples(bitmap.size, 1));
 }
 
 // Pixels of level 0 as pixels of a level, to the nearest.
@@ -54,7 +51,7 @@ bool edgesAgree(const ShiftEvidence &evidence) {
   return true;
 }
 
-ShiftEvidence gatherEvidence(const BitmapPyramid &reference, const BitmapPyramid &moving, int levels, int x, int y) {
+ShiftEvidence gatherEvidence(const PyramidView &reference, const PyramidView &moving, int levels, int x, int y) {
   ShiftEvidence evidence;
   const double p = shareOfSetBits(reference.level(0));
   const double q = shareOfSetBits(moving.level(0));

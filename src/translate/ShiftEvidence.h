@@ -57,6 +57,6 @@ bool isBetterThanChance(const ShiftEvidence &evidence);
 bool edgesAgree(const ShiftEvidence &evidence);
 
 // At a shift of (x, y) pixels of level 0; levels: those that the pyramids have.
-ShiftEvidence gatherEvidence(const BitmapPyramid &reference, const BitmapPyramid &moving, int levels, int x, int y);
+ShiftEvidence gatherEvidence(const PyramidView &reference, const PyramidView &moving, int levels, int x, int y);
 
 } // namespace vindrel

@@ -1,9 +1,10 @@
 #include "translate/ShiftSearch.h"
 
-#include "translate/BitDifferenceKernel.h"
+#include "translate/BitmapCache.h"
 #include "translate/BitmapPyramid.h"
 #include "translate/BrightnessOrder.h"
 #include "translate/Percentile.h"
+#include "translate/ShiftTrialsKernel.h"
 
 #include <algorithm>
 #include <array>
@@ -19,38 +20,24 @@ struct Shift {
   int y = 0;
 };
 
-constexpr int kTrials = 9;
-
-// A pyramid that knows what it was built from: the shape of a chain asks for the same one again.
-struct BuiltPyramid {
-  BitmapPyramid pyramid;
-  int frame = -1;
-  std::int64_t count = 0;
-
-  bool shows(int otherFrame, std::int64_t otherCount) const { return frame == otherFrame && count == otherCount; }
-};
-
+// Two pyramids of one layout.
 class PairSearch {
 public:
-  bool allocate(Size size, int levels) {
-    levels_ = levels;
-    const Size small = halved(size);
-    grey_ = Buffer<std::uint8_t>::zeroed(static_cast<std::size_t>(packedSamples(size, 1)));
-    grey2_ = Buffer<std::uint8_t>::zeroed(static_cast<std::size_t>(packedSamples(small, 1)));
-    reference_.pyramid = BitmapPyramid::allocated(size, levels);
-    moving_.pyramid = BitmapPyramid::allocated(size, levels);
-    return grey_ && grey2_ && reference_.pyramid && moving_.pyramid;
+  // False when an allocation failed.
+  bool allocate(const PyramidLayout &layout) {
+    layout_ = &layout;
+    scratch_ = Buffer<std::uint64_t>::unfilled(trialScratch(layout.level(0, nullptr).rowWords));
+    return static_cast<bool>(scratch_);
   }
 
-  // Both thresholded at the same pixel count. False when a frame could not be had.
-  bool load(FrameSource &frames, int reference, int moving, std::int64_t count) {
-    if (moving_.shows(reference, count)) std::swap(reference_, moving_);
-    return show(reference_, frames, reference, count) && show(moving_, frames, moving, count);
+  void load(const std::uint64_t *reference, const std::uint64_t *moving) {
+    reference_ = {layout_, reference};
+    moving_ = {layout_, moving};
   }
 
-  Shift search(std::int64_t &bestDifference) const {
+  Shift search(std::int64_t &bestDifference) {
     Shift shift;
-    for (int l = levels_ - 1; l >= 0; --l) {
+    for (int l = layout_->levels() - 1; l >= 0; --l) {
       const Shift step = bestStep(l, shift, bestDifference);
       shift = {shift.x + step.x, shift.y + step.y};
       if (l > 0) shift = {2 * shift.x, 2 * shift.y};
@@ -58,71 +45,46 @@ public:
     return shift;
   }
 
-  // Whether no shift next to this one leaves fewer differing bits at full size. The search tries only what lies within
-  // a pixel of where the coarser levels led it: misled by them, it ends on a slope.
-  bool isLocalBest(Shift shift) const {
-    const std::array<std::int64_t, kTrials> errors = countTrials(0, shift);
-    return *std::min_element(errors.begin(), errors.end()) == errors[kTrials / 2];
+  // Whether no shift next to this one, where the search ended, leaves fewer differing bits at full size. The search
+  // tries only what lies within a pixel of where the coarser levels led it: misled by them, it ends on a slope.
+  bool isLocalBest(Shift shift) {
+    // Where the last step was none, the last trials were those round the shift.
+    if (shift.x != lastStart_.x || shift.y != lastStart_.y) lastErrors_ = trialsAt(0, shift);
+    return *std::min_element(lastErrors_.begin(), lastErrors_.end()) == lastErrors_[kTrials / 2];
   }
 
   ShiftEvidence evidenceAt(Shift shift) const {
-    return gatherEvidence(reference_.pyramid, moving_.pyramid, levels_, shift.x, shift.y);
+    return gatherEvidence(reference_, moving_, layout_->levels(), shift.x, shift.y);
   }
 
 private:
-  bool show(BuiltPyramid &built, FrameSource &frames, int frame, std::int64_t count) {
-    if (built.shows(frame, count)) return true;
-    const std::optional<ImageView> view = frames.frame(frame);
-    if (!view) return false;
-    built.pyramid.build(*view, count, grey_.data(), grey2_.data());
-    built.frame = frame;
-    built.count = count;
-    return true;
-  }
-
-  // The differing bits of all trials in one pass over the rows, dy outer and dx inner.
-  std::array<std::int64_t, kTrials> countTrials(int l, Shift start) const {
-    const BitmapView reference = reference_.pyramid.level(l);
-    const BitmapView moving = moving_.pyramid.level(l);
-    const auto [width, height] = reference.size;
-    std::array<std::int64_t, kTrials> errors{};
-    for (int y = 0; y < height; ++y) {
-      const std::uint64_t *row = reference.row(y);
-      for (int dy = -1; dy <= 1; ++dy) {
-        std::int64_t *three = errors.data() + 3 * (dy + 1);
-        const int source = y + start.y + dy;
-        if (source < 1 || source >= height) { // row 0 is left out like column 0
-          const std::int64_t set = countRowBits(row, width);
-          for (int i = 0; i < 3; ++i)
-            three[i] += set;
-        } else {
-          for (int i = 0; i < 3; ++i)
-            three[i] += countRowDifferences(row, moving.row(source), width, start.x + i - 1);
-        }
-      }
-    }
-    return errors;
+  std::array<std::int64_t, kTrials> trialsAt(int l, Shift start) {
+    return countTrials(reference_.level(l), moving_.level(l), start.x, start.y, scratch_.data());
   }
 
   // Where all nine are as good as what came before them, nothing speaks for any of them: no step is taken.
-  Shift bestStep(int l, Shift start, std::int64_t &best) const {
-    const std::array<std::int64_t, kTrials> errors = countTrials(l, start);
-    best = packedSamples(reference_.pyramid.level(l).size, 1);
+  Shift bestStep(int l, Shift start, std::int64_t &best) {
+    lastStart_ = start;
+    lastErrors_ = trialsAt(l, start);
+    best = packedSamples(reference_.level(l).size, 1);
     Shift step;
     int good = 0;
     for (int i = 0; i < kTrials; ++i) {
-      if (errors[i] <= best) ++good;
-      if (errors[i] < best) {
-        best = errors[i];
+      const std::int64_t error = lastErrors_[static_cast<std::size_t>(i)];
+      if (error <= best) ++good;
+      if (error < best) {
+        best = error;
         step = {i % 3 - 1, i / 3 - 1};
       }
     }
     return good < kTrials ? step : Shift{};
   }
 
-  int levels_ = 0;
-  Buffer<std::uint8_t> grey_, grey2_;
-  BuiltPyramid reference_, moving_;
+  const PyramidLayout *layout_ = nullptr;
+  PyramidView reference_, moving_;
+  Buffer<std::uint64_t> scratch_;
+  Shift lastStart_; // of the trials that were counted last
+  std::array<std::int64_t, kTrials> lastErrors_{};
 };
 
 // A step for each frame that is looked at and for each pair that is compared.
@@ -138,22 +100,8 @@ private:
   int done_ = 0;
 };
 
-// Compares a frame with its partner, whose position is known, at one pixel count for both.
-Status placeFrame(PairSearch &search, FrameSource &frames, int partner, int frame, std::int64_t count,
-                  ShiftEstimate &estimate) {
-  if (!search.load(frames, partner, frame, count)) return Status::FrameMissing;
-  FrameShift &result = estimate.shifts[frame];
-  const Shift shift = search.search(result.bestDifference);
-  const FrameShift &base = estimate.shifts[partner];
-  result.x = base.x + shift.x;
-  result.y = base.y + shift.y;
-  result.partner = partner;
-  result.pairX = shift.x;
-  result.pairY = shift.y;
-  result.comparedBits = packedSamples(frames.format().size, 1);
-  result.searched = true;
-  const int reach = static_cast<int>((std::int64_t{1} << estimate.levels) - 1);
-  result.atReachEdge = std::max(std::abs(shift.x), std::abs(shift.y)) >= reach;
+// What the trials round a shift, and the edges that meet there, say about it.
+void judge(PairSearch &search, Shift shift, FrameShift &result) {
   result.evidence = search.evidenceAt(shift);
   result.meanDifference = result.evidence.chanceShare * static_cast<double>(result.comparedBits);
   if (result.atReachEdge) {
@@ -165,38 +113,75 @@ Status placeFrame(PairSearch &search, FrameSource &frames, int partner, int fram
     result.doubt = exact ? ShiftDoubt::None : ShiftDoubt::Inexact;
   }
   result.trustworthy = result.doubt == ShiftDoubt::None;
-  estimate.lastError = static_cast<int>(std::min<std::int64_t>(result.bestDifference, std::numeric_limits<int>::max()));
-  return Status::Ok;
 }
 
-Status searchChain(FrameSource &frames, const std::uint32_t *histograms, const Brightness *brightness,
-                   const PercentileCounts &counts, Steps &steps, ShiftEstimate &estimate) {
-  PairSearch search;
-  if (!search.allocate(frames.format().size, estimate.levels)) return Status::OutOfMemory;
-  const int *order = estimate.order.data();
-  const auto adjusted = [&](int frame, std::int64_t count) {
-    return adjustCount(histograms + static_cast<std::int64_t>(kGreyLevels) * frame, 0, count);
-  };
+// The frames of a stack along their order, each compared with the one before it.
+class ChainSearch {
+public:
+  ChainSearch(FrameSource &frames, BitmapCache &bitmaps, const std::uint32_t *histograms, ShiftVerdicts verdicts,
+              ShiftEstimate &estimate)
+      : frames_(frames), bitmaps_(bitmaps), histograms_(histograms), verdicts_(verdicts), estimate_(estimate) {}
 
-  // The brightest frame is the one placed first, on the second brightest: its own exposure is the least reliable.
-  std::int64_t count = brightness[order[0]].target;
-  if (count != counts.low && brightness[order[1]].target != counts.half) count = brightness[order[1]].target;
-  count = adjusted(order[1], count);
-  const auto place = [&](int partner, int frame) {
-    const Status status = placeFrame(search, frames, partner, frame, count, estimate);
-    return status == Status::Ok && !steps.next() ? Status::Cancelled : status;
-  };
-  if (const Status status = place(order[1], order[0]); status != Status::Ok) return status;
+  Status run(const Brightness *brightness, const PercentileCounts &counts, Steps &steps) {
+    if (!search_.allocate(bitmaps_.layout())) return Status::OutOfMemory;
+    const int *order = estimate_.order.data();
 
-  for (int k = 1; k + 1 < estimate.count; ++k) {
-    std::int64_t next = brightness[order[k]].target;
-    if (brightness[order[k + 1]].target == counts.half) next = counts.half;
-    // The first chained pair takes over the adjusted count of the pair before it where the target is that very count.
-    if (k > 1 || next != count) count = adjusted(order[k], next);
-    if (const Status status = place(order[k], order[k + 1]); status != Status::Ok) return status;
+    // The brightest frame is the one placed first, on the second brightest: its own exposure is the least reliable.
+    std::int64_t count = brightness[order[0]].target;
+    if (count != counts.low && brightness[order[1]].target != counts.half) count = brightness[order[1]].target;
+    count = adjusted(order[1], count);
+    if (const Status status = place(order[1], order[0], count); status != Status::Ok) return status;
+    if (!steps.next()) return Status::Cancelled;
+
+    for (int k = 1; k + 1 < estimate_.count; ++k) {
+      bitmaps_.release(order[k - 1]); // has met all its partners
+      std::int64_t next = brightness[order[k]].target;
+      if (brightness[order[k + 1]].target == counts.half) next = counts.half;
+      // The first chained pair takes over the adjusted count of the pair before it where the target is that very count.
+      if (k > 1 || next != count) count = adjusted(order[k], next);
+      if (const Status status = place(order[k], order[k + 1], count); status != Status::Ok) return status;
+      if (!steps.next()) return Status::Cancelled;
+    }
+    return Status::Ok;
   }
-  return Status::Ok;
-}
+
+private:
+  const std::uint32_t *histogram(int frame) const {
+    return histograms_ + static_cast<std::int64_t>(kGreyLevels) * frame;
+  }
+  std::int64_t adjusted(int frame, std::int64_t count) const { return adjustCount(histogram(frame), 0, count); }
+
+  // Compares a frame with its partner, whose position is known, at one pixel count for both.
+  Status place(int partner, int frame, std::int64_t count) {
+    const auto thresholded = [&](int index) { return Thresholded{index, firstBinAbove(histogram(index), count)}; };
+    const std::optional<BitmapCache::Pair> pair = bitmaps_.pair(frames_, thresholded(partner), thresholded(frame));
+    if (!pair) return Status::FrameMissing;
+    search_.load(pair->reference, pair->moving);
+    FrameShift &result = estimate_.shifts[frame];
+    const Shift shift = search_.search(result.bestDifference);
+    const FrameShift &base = estimate_.shifts[partner];
+    result.x = base.x + shift.x;
+    result.y = base.y + shift.y;
+    result.partner = partner;
+    result.pairX = shift.x;
+    result.pairY = shift.y;
+    result.comparedBits = packedSamples(frames_.format().size, 1);
+    result.searched = true;
+    const int reach = static_cast<int>((std::int64_t{1} << estimate_.levels) - 1);
+    result.atReachEdge = std::max(std::abs(shift.x), std::abs(shift.y)) >= reach;
+    if (verdicts_ == ShiftVerdicts::Reached) judge(search_, shift, result);
+    estimate_.lastError =
+        static_cast<int>(std::min<std::int64_t>(result.bestDifference, std::numeric_limits<int>::max()));
+    return Status::Ok;
+  }
+
+  FrameSource &frames_;
+  BitmapCache &bitmaps_;
+  const std::uint32_t *histograms_;
+  ShiftVerdicts verdicts_;
+  ShiftEstimate &estimate_;
+  PairSearch search_;
+};
 
 void findExtent(ShiftEstimate &estimate) {
   for (const FrameShift &shift : estimate.shifts) {
@@ -239,7 +224,8 @@ ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFrac
   return estimateShifts(source, searchFraction, progress);
 }
 
-ShiftEstimate estimateShifts(FrameSource &frames, float searchFraction, const Progress &progress) {
+ShiftEstimate estimateShifts(FrameSource &frames, float searchFraction, const Progress &progress,
+                             ShiftVerdicts verdicts) {
   ShiftEstimate estimate;
   estimate.count = frames.count();
   const auto n = static_cast<std::size_t>(estimate.count);
@@ -252,14 +238,25 @@ ShiftEstimate estimateShifts(FrameSource &frames, float searchFraction, const Pr
   if (n == 0) return estimate;
 
   Steps steps(progress, 2 * estimate.count - 1);
-  const Size size = frames.format().size;
-  const PercentileCounts counts = percentileCounts(packedSamples(size, 1));
+  const FrameFormat format = frames.format();
+  if (n > 1) estimate.levels = searchLevels(format.size, searchFraction);
+  BitmapCache bitmaps;
+  if (estimate.levels > 0 && !bitmaps.allocate(format, estimate.count, estimate.levels)) {
+    return failed(Status::OutOfMemory);
+  }
+  const PercentileCounts counts = percentileCounts(packedSamples(format.size, 1));
   for (std::size_t i = 0; i < n; ++i) {
     const std::optional<ImageView> frame = frames.frame(static_cast<int>(i));
     if (!frame) return failed(Status::FrameMissing);
     std::uint32_t *histogram = histograms.data() + i * kGreyLevels;
-    greyHistogram(*frame, histogram);
+    if (estimate.levels > 0)
+      bitmaps.count(*frame, histogram);
+    else
+      greyHistogram(*frame, histogram);
     brightness[i] = brightnessOf(histogram, counts);
+    // The count that its pairs ask for most likely: of a dark frame too, whose brighter partner is mostly none.
+    const std::int64_t likely = brightness[i].target == counts.low ? counts.low : counts.half;
+    if (estimate.levels > 0) bitmaps.keep({static_cast<int>(i), firstBinAbove(histogram, likely)});
     if (!steps.next()) return failed(Status::Cancelled);
   }
   orderByBrightness(brightness.data(), estimate.count, estimate.order.data());
@@ -267,10 +264,9 @@ ShiftEstimate estimateShifts(FrameSource &frames, float searchFraction, const Pr
   FrameShift &anchor = estimate.shifts[estimate.order[n > 1 ? 1 : 0]];
   anchor.doubt = ShiftDoubt::None;
   anchor.trustworthy = true;
-  if (n > 1) estimate.levels = searchLevels(size, searchFraction);
   if (estimate.levels > 0) {
-    const Status status = searchChain(frames, histograms.data(), brightness.data(), counts, steps, estimate);
-    if (status != Status::Ok) return failed(status);
+    ChainSearch chain(frames, bitmaps, histograms.data(), verdicts, estimate);
+    if (const Status status = chain.run(brightness.data(), counts, steps); status != Status::Ok) return failed(status);
   }
   findExtent(estimate);
   return estimate;

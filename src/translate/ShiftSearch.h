@@ -61,10 +61,16 @@ int searchLevels(Size size, float searchFraction);
 // for shifts of 0 or less.
 float fractionForShift(Size size, int shift);
 
+// Whether the shifts are judged as well (evidence, meanDifference, doubt and trustworthy), which takes as long as a
+// tenth of the search.
+enum class ShiftVerdicts { Reached, LeftOut };
+
 // Frames: of one size, channel count and depth, asked for one at a time. First every frame is looked at, in storage
-// order; then those of each pair, of which only bitmaps are kept. Runs on the caller's thread. Progress is reported,
-// and cancellation noticed, after each frame that was looked at and each pair that was compared.
-ShiftEstimate estimateShifts(FrameSource &frames, float searchFraction, const Progress &progress = {});
+// order, and its bitmaps are kept; pairs then ask again for those frames only whose bitmaps they need at another
+// threshold. Runs on the caller's thread. Progress is reported, and cancellation noticed, after each frame that was
+// looked at and each pair that was compared.
+ShiftEstimate estimateShifts(FrameSource &frames, float searchFraction, const Progress &progress = {},
+                             ShiftVerdicts verdicts = ShiftVerdicts::Reached);
 
 // The same of frames that all are in memory.
 ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFraction, const Progress &progress = {});

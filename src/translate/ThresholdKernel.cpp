@@ -1,7 +1,21 @@
+// A vector of grey values is reversed before it is compared, because the bits of a comparison come with the first value
+// lowest and a word wants it highest. Without vectors a word's eight bytes are compared at a time.
 #include "translate/ThresholdKernel.h"
 
-namespace vindrel {
+#include <cstddef>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "translate/ThresholdKernel.cpp"
+#include <hwy/foreach_target.h>
+
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace vindrel::HWY_NAMESPACE {
 namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+#if HWY_TARGET == HWY_SCALAR
 
 constexpr std::uint64_t kEveryByte = 0x0101010101010101U;
 constexpr std::uint64_t kHighBits = 0x8080808080808080U;
@@ -33,7 +47,53 @@ private:
   bool limitHigh_;
 };
 
+void thresholdWords(const std::uint8_t *grey, int count, int limit, std::uint64_t *words) {
+  const AtLeast above(static_cast<unsigned>(limit));
+  for (std::ptrdiff_t i = 0; i < count; ++i) {
+    std::uint64_t word = 0;
+    for (int b = 0; b < 8; ++b)
+      word = (word << 8) | above.bits(loadEight(grey + i * kBitsPerWord + 8 * b));
+    words[i] = word;
+  }
+}
+
+#else
+
+using Bytes = hn::CappedTag<std::uint8_t, kBitsPerWord>;
+
+// The lanes in reverse: each 16 of them, and then these among each other.
+HWY_INLINE hn::Vec<Bytes> reversed(hn::Vec<Bytes> values) {
+  alignas(16) static constexpr std::uint8_t kBackwards[16] = {15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0};
+  const Bytes bytes;
+  return hn::ReverseBlocks(bytes, hn::TableLookupBytes(values, hn::LoadDup128(bytes, kBackwards)));
+}
+
+// Whole words; bits for grey values from limit (1 to 255) on.
+void thresholdWords(const std::uint8_t *HWY_RESTRICT grey, int count, int limit, std::uint64_t *HWY_RESTRICT words) {
+  const Bytes bytes;
+  const hn::Vec<Bytes> limits = hn::Set(bytes, static_cast<std::uint8_t>(limit));
+  const auto step = static_cast<std::ptrdiff_t>(hn::Lanes(bytes));
+  for (std::ptrdiff_t i = 0; i < count; ++i) {
+    // The first values go to the highest bits, which are the last bytes of a little-endian word.
+    auto *end = reinterpret_cast<std::uint8_t *>(words + i + 1);
+    for (std::ptrdiff_t x = 0; x < kBitsPerWord; x += step) {
+      const hn::Vec<Bytes> values = reversed(hn::LoadU(bytes, grey + i * kBitsPerWord + x));
+      end -= step / 8;
+      hn::StoreMaskBits(bytes, hn::Eq(hn::Max(values, limits), values), end);
+    }
+  }
+}
+
+#endif
+
 } // namespace
+} // namespace vindrel::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace vindrel {
+
+HWY_EXPORT(thresholdWords);
 
 void thresholdRow(const std::uint8_t *grey, int width, int threshold, std::uint64_t *words) {
   const int count = wordsFor(width);
@@ -42,14 +102,8 @@ void thresholdRow(const std::uint8_t *grey, int width, int threshold, std::uint6
       words[i] = 0;
     return;
   }
-  const AtLeast above(static_cast<unsigned>(threshold) + 1);
   const int whole = width / kBitsPerWord;
-  for (int i = 0; i < whole; ++i) {
-    std::uint64_t word = 0;
-    for (int b = 0; b < 8; ++b)
-      word = (word << 8) | above.bits(loadEight(grey + i * kBitsPerWord + 8 * b));
-    words[i] = word;
-  }
+  HWY_DYNAMIC_DISPATCH(thresholdWords)(grey, whole, threshold + 1, words);
   if (whole < count) {
     std::uint64_t word = 0;
     for (int x = whole * kBitsPerWord; x < width; ++x)
@@ -59,3 +113,4 @@ void thresholdRow(const std::uint8_t *grey, int width, int threshold, std::uint6
 }
 
 } // namespace vindrel
+#endif

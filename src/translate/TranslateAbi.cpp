@@ -38,7 +38,7 @@ int alignBlock(const ImageView &first, int count, std::uint8_t *pixels, float se
   const bool fullSize = size[0] == kAskForFullSize;
   BlockFrames frames(pixels, std::max(count, 0),
                      {.size = first.size, .channels = first.channels, .depth = first.depth});
-  const ShiftEstimate estimate = estimateShifts(frames, searchFraction);
+  const ShiftEstimate estimate = estimateShifts(frames, searchFraction, {}, ShiftVerdicts::LeftOut);
   if (estimate.status != Status::Ok) return kOutOfMemory;
   *lastError = estimate.lastError;
 
@@ -91,7 +91,8 @@ int remplPyram(int width, int height, int channels, int bitDepth, unsigned int s
                uint8_t *grey, uint8_t *grey2, const uint8_t *pixels, uint8_t *pyramid, int levels, int count) {
   const std::size_t sampleBytes = bitDepth == 16 ? 2 : 1;
   const ImageView image = packedImage(pixels + sampleOffset * sampleBytes, {width, height}, channels, bitDepth);
-  const int threshold = greyAndThreshold(image, count, histogram, grey);
+  convertAndCount(image, histogram, grey);
+  const int threshold = firstBinAbove(histogram, count);
   visitGreyLevels(image.size, levels, grey, grey2, [&](Size size, const std::uint8_t *levelGrey) {
     for (int y = 0; y < size.height; ++y) {
       thresholdRowToBytes(levelGrey + static_cast<std::int64_t>(y) * size.width, size.width, threshold, pyramid);

@@ -1,13 +1,16 @@
 #include "reference/Bitmaps.h"
+#include "support/EveryTarget.h"
 #include "support/GuardedBuffer.h"
-#include "translate/BitDifferenceKernel.h"
 #include "translate/EdgeAgreementKernel.h"
 #include "translate/GreyKernel.h"
 #include "translate/ReduceKernel.h"
+#include "translate/ShiftTrialsKernel.h"
 #include "translate/ThresholdKernel.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <random>
 #include <vector>
 
@@ -49,11 +52,11 @@ void compareGreyRows() {
 }
 
 TEST(GreyKernel, EqualsTheDefinitionForBytes) {
-  compareGreyRows<std::uint8_t>();
+  onEveryTarget(compareGreyRows<std::uint8_t>);
 }
 
 TEST(GreyKernel, TakesTheHighByteOfSixteenBitSamples) {
-  compareGreyRows<std::uint16_t>();
+  onEveryTarget(compareGreyRows<std::uint16_t>);
 }
 
 TEST(GreyKernel, LeavesWhiteWhite) {
@@ -79,7 +82,7 @@ TEST(GreyKernel, CountsEveryValueOnce) {
   }
 }
 
-TEST(ThresholdKernel, EqualsTheDefinitionForEveryThresholdAndWidth) {
+void compareThresholds() {
   std::mt19937 random(3);
   for (int width = 0; width <= kWidest; ++width) {
     reference::Plane grey{width, 1, {}};
@@ -95,7 +98,11 @@ TEST(ThresholdKernel, EqualsTheDefinitionForEveryThresholdAndWidth) {
   }
 }
 
-TEST(ReduceKernel, EqualsTheDefinitionForEveryWidthAndBothKindsOfRow) {
+TEST(ThresholdKernel, EqualsTheDefinitionForEveryThresholdAndWidth) {
+  onEveryTarget(compareThresholds);
+}
+
+void compareReductions() {
   std::mt19937 random(4);
   for (int width = 2; width <= kWidest; ++width) {
     reference::Plane grey{width, 5, {}}; // two output rows: one with and one without a lower row
@@ -113,43 +120,85 @@ TEST(ReduceKernel, EqualsTheDefinitionForEveryWidthAndBothKindsOfRow) {
       ASSERT_EQ(second[c], expected.at(c, 1)) << width << ' ' << c;
     }
     ASSERT_TRUE(first.guardsIntact() && second.guardsIntact());
+    // In the place of the row itself.
+    reduceRow(bytes.data(), bytes.data() + width, bytes.data() + 2 * width, width / 2, bytes.data());
+    ASSERT_TRUE(std::equal(first.data(), first.data() + width / 2, bytes.begin())) << width;
   }
 }
 
-TEST(BitDifferenceKernel, EqualsTheDefinitionForEveryWidthAndShift) {
+TEST(ReduceKernel, EqualsTheDefinitionForEveryWidthAndBothKindsOfRow) {
+  onEveryTarget(compareReductions);
+}
+
+// A bitmap as a pyramid's level 0 holds it.
+class PackedBitmap {
+public:
+  explicit PackedBitmap(const reference::Plane &bits)
+      : view_{.size = {bits.width, bits.height}, .rowWords = rowWordsFor(bits.width), .words = nullptr} {
+    for (int y = 0; y < bits.height; ++y) {
+      const std::vector<std::uint64_t> row = packed(bits, y);
+      words_.insert(words_.end(), row.begin(), row.end());
+      words_.resize(static_cast<std::size_t>(view_.rowWords) * (y + 1), 0);
+    }
+    view_.words = words_.data();
+  }
+  PackedBitmap(const PackedBitmap &) = delete;
+  PackedBitmap &operator=(const PackedBitmap &) = delete;
+
+  const BitmapView &view() const { return view_; }
+
+private:
+  BitmapView view_;
+  std::vector<std::uint64_t> words_;
+};
+
+void expectTrials(const reference::Plane &bits, const reference::Plane &moving, int shiftX, int shiftY) {
+  const PackedBitmap a(bits), b(moving);
+  GuardedBuffer<std::uint64_t> scratch(trialScratch(a.view().rowWords));
+  const std::array<std::int64_t, kTrials> errors = countTrials(a.view(), b.view(), shiftX, shiftY, scratch.data());
+  ASSERT_TRUE(scratch.guardsIntact());
+  for (int i = 0; i < kTrials; ++i)
+    ASSERT_EQ(errors[i], reference::differingBits(bits, moving, shiftX + i % 3 - 1, shiftY + i / 3 - 1))
+        << bits.width << 'x' << bits.height << ' ' << shiftX << ' ' << shiftY << ' ' << i;
+  long long set = 0;
+  for (int value : bits.values)
+    set += value;
+  ASSERT_EQ(countSetBits(a.view()), set);
+}
+
+void compareTrials() {
   std::mt19937 random(5);
-  for (int width = 0; width <= kWidest; ++width) {
+  for (int width = 1; width <= kWidest; ++width) {
     const reference::Plane a = randomBits(width, 2, random), b = randomBits(width, 2, random);
-    const auto aWords = packed(a, 0), bWords = packed(b, 1);
-    const auto expected = [&](int shift) {
-      long long count = 0;
-      for (int x = 0; x < width; ++x)
-        count += a.at(x, 0) != reference::movingBit(b, 0LL + x + shift, 1);
-      return count;
-    };
-    for (int shift = -width - 2; shift <= width + 2; ++shift)
-      ASSERT_EQ(countRowDifferences(aWords.data(), bWords.data(), width, shift), expected(shift))
-          << width << ' ' << shift;
-    for (int shift : {-1000000000, 1000000000})
-      ASSERT_EQ(countRowDifferences(aWords.data(), bWords.data(), width, shift), expected(shift)) << width;
-    long long set = 0;
-    for (int x = 0; x < width; ++x)
-      set += a.at(x, 0);
-    ASSERT_EQ(countRowBits(aWords.data(), width), set);
+    for (int shift = -width - 2; shift <= width + 2; shift += width < 10 ? 1 : 1 + static_cast<int>(random() % 9))
+      expectTrials(a, b, shift, static_cast<int>(random() % 3) - 1);
+    for (int shift : {-1000000000, -65, -64, -63, 63, 64, 65, 1000000000})
+      expectTrials(a, b, shift, 0);
+  }
+  // A few of the widest vectors, and rows far apart.
+  for (int width : {511, 512, 513, 1023, 1024, 1025, 1600}) {
+    const reference::Plane a = randomBits(width, 5, random), b = randomBits(width, 5, random);
+    for (int shiftY = -7; shiftY <= 7; ++shiftY)
+      expectTrials(a, b, static_cast<int>(random() % 200) - 100, shiftY);
+    expectTrials(a, b, 0, -1000000000);
+    expectTrials(a, b, 0, 1000000000);
   }
 }
 
-TEST(BitDifferenceKernel, DoesNotOverflowOnRowsOfThousandsOfOnes) {
-  constexpr int kWidth = 64 * 100 + 17;
-  const reference::Plane ones{kWidth, 2, std::vector<int>(2 * kWidth, 1)},
-      zeros{kWidth, 2, std::vector<int>(2 * kWidth, 0)};
-  const auto oneWords = packed(ones, 0), zeroWords = packed(zeros, 0);
-  EXPECT_EQ(countRowBits(oneWords.data(), kWidth), kWidth);
-  for (int shift : {-70, -1, 0, 1, 63, 64, 65})
-    EXPECT_EQ(countRowDifferences(oneWords.data(), zeroWords.data(), kWidth, shift), kWidth);
-  EXPECT_EQ(countRowDifferences(zeroWords.data(), oneWords.data(), kWidth, 0), kWidth - 1); // column 0 is never used
-  EXPECT_EQ(countRowDifferences(zeroWords.data(), oneWords.data(), kWidth, -5), kWidth - 6);
-  EXPECT_EQ(countRowDifferences(zeroWords.data(), oneWords.data(), kWidth, 5), kWidth - 5);
+TEST(ShiftTrialsKernel, EqualsTheDefinitionForEveryWidthAndShift) {
+  onEveryTarget(compareTrials);
+}
+
+TEST(ShiftTrialsKernel, DoesNotOverflowOnRowsOfThousandsOfOnes) {
+  constexpr int kWidth = 64 * 300 + 17;
+  onEveryTarget([] {
+    const reference::Plane ones{kWidth, 2, std::vector<int>(2 * kWidth, 1)},
+        zeros{kWidth, 2, std::vector<int>(2 * kWidth, 0)};
+    expectTrials(ones, zeros, 0, 0);
+    expectTrials(zeros, ones, 0, 0);
+    expectTrials(zeros, ones, -64, 0);
+    expectTrials(ones, ones, 64, 0);
+  });
 }
 
 TEST(EdgeAgreementKernel, EqualsTheDefinitionForEveryWidthAndShift) {

@@ -1,5 +1,6 @@
 #include "VindrelRegLib.h"
 #include "reference/TranslationAlign.h"
+#include "support/EveryTarget.h"
 #include "support/GuardedBuffer.h"
 #include "translate/BitmapPyramid.h"
 
@@ -164,23 +165,55 @@ TEST(ReduceGrey, UsesTheBorderKernelsOnTheLastRowAndColumnOnly) {
   EXPECT_EQ(weight(5, 5, 2, 2, 1, 1), 255 * 28 / 256);
 }
 
-TEST(BitmapPyramid, ReadsRowsAtTheirStride) {
+TEST(PyramidLayout, FillsEveryLevelByItsDefinitionAndPadsItsRowsWithZeros) {
+  std::mt19937 random(16);
+  onEveryTarget([&] {
+    for (int trial = 0; trial < 60; ++trial) {
+      const int width = 1 + static_cast<int>(random() % 300), height = 1 + static_cast<int>(random() % 40);
+      const auto pixels = randomPixels<std::uint8_t>(static_cast<std::size_t>(width) * height * 3, random);
+      const int threshold = static_cast<int>(random() % 257);
+      reference::Plane plane = reference::greyPlane(pixels.data(), 3, width, height);
+      std::vector<std::uint8_t> grey(plane.values.begin(), plane.values.end());
+
+      const PyramidLayout layout({width, height}, 1 + static_cast<int>(random() % 9));
+      GuardedBuffer<std::uint64_t> words(layout.words(), ~std::uint64_t{0});
+      layout.fill(grey.data(), threshold, words.data());
+      ASSERT_TRUE(words.guardsIntact());
+      for (int l = 0; l < layout.levels(); ++l, plane = reference::reduced(plane)) {
+        const BitmapView level = layout.level(l, words.data());
+        ASSERT_EQ(level.size, (Size{plane.width, plane.height}));
+        ASSERT_EQ(level.rowWords % kRowWordUnit, 0);
+        for (int y = 0; y < plane.height; ++y)
+          for (int x = 0; x < 64 * level.rowWords; ++x)
+            ASSERT_EQ(level.row(y)[x / 64] >> (63 - x % 64) & 1,
+                      x < plane.width ? static_cast<unsigned>(plane.at(x, y) > threshold) : 0U)
+                << width << 'x' << height << ' ' << l << ' ' << x << ' ' << y;
+      }
+    }
+  });
+}
+
+TEST(PyramidLayout, HasNoLevelWithoutPixels) {
+  EXPECT_EQ(PyramidLayout({5, 40}, 31).levels(), 3);
+  EXPECT_EQ(PyramidLayout({40, 1}, 31).levels(), 1);
+  EXPECT_EQ(PyramidLayout({4000, 3000}, 6).levels(), 6);
+}
+
+TEST(ConvertAndCount, ReadsRowsAtTheirStride) {
   std::mt19937 random(15);
   const int width = 70, height = 21, stride = 70 * 3 + 11;
   const auto strided = randomPixels<std::uint8_t>(static_cast<std::size_t>(stride) * height, random);
   std::vector<std::uint8_t> dense;
   for (int y = 0; y < height; ++y)
     dense.insert(dense.end(), strided.begin() + y * stride, strided.begin() + y * stride + width * 3);
-  std::vector<std::uint8_t> grey(width * height), grey2(width * height);
-  BitmapPyramid a = BitmapPyramid::allocated({width, height}, 4), b = BitmapPyramid::allocated({width, height}, 4);
-  ASSERT_TRUE(a && b);
-  a.build({strided.data(), {width, height}, 3, stride, SampleDepth::U8}, 700, grey.data(), grey2.data());
-  b.build({dense.data(), {width, height}, 3, width * 3, SampleDepth::U8}, 700, grey.data(), grey2.data());
-  for (int l = 0; l < 4; ++l) {
-    const BitmapView left = a.level(l), right = b.level(l);
-    const std::int64_t words = std::int64_t{left.rowWords} * left.size.height;
-    EXPECT_TRUE(std::equal(left.words, left.words + words, right.words)) << l;
-  }
+  std::vector<std::uint8_t> a(width * height), b(width * height);
+  std::vector<std::uint32_t> countA(256, 1), countB(256, 2), countC(256, 3);
+  convertAndCount({strided.data(), {width, height}, 3, stride, SampleDepth::U8}, countA.data(), a.data());
+  convertAndCount({dense.data(), {width, height}, 3, width * 3, SampleDepth::U8}, countB.data(), b.data());
+  greyHistogram({strided.data(), {width, height}, 3, stride, SampleDepth::U8}, countC.data());
+  EXPECT_EQ(a, b);
+  EXPECT_EQ(countA, countB);
+  EXPECT_EQ(countA, countC);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // The exported alignment call against its definition, and what it promises.
 #include "VindrelRegLib.h"
 #include "reference/TranslationAlign.h"
+#include "support/EveryTarget.h"
 #include "support/FailingAllocation.h"
 #include "translate/Scene.h"
 
@@ -65,11 +66,11 @@ void compareWithDefinition() {
 }
 
 TEST(TranslationAlign, EqualsItsDefinitionToTheByteOnRandomStacksOfBytes) {
-  compareWithDefinition<std::uint8_t>();
+  onEveryTarget(compareWithDefinition<std::uint8_t>);
 }
 
 TEST(TranslationAlign, EqualsItsDefinitionToTheByteOnRandomStacksOfSixteenBits) {
-  compareWithDefinition<std::uint16_t>();
+  onEveryTarget(compareWithDefinition<std::uint16_t>);
 }
 
 TEST(TranslationAlign, LeavesAStackOfIdenticalImagesAsItIs) {
