@@ -10,6 +10,7 @@
 #include "ProgressBar.h"
 #include "Report.h"
 #include "TruthFile.h"
+#include "WriteImage.h"
 #include "simulate/Truth.h"
 #include "vindrel/apply.hpp"
 #include "vindrel/stack.hpp"
@@ -124,14 +125,15 @@ StackEstimate estimate(const std::vector<ImageView> &views, const AlignArguments
                 result.error().message);
 }
 
-void writeAligned(OutputFile &file, const StackEstimate &stack, int index, const ImageView &frame,
-                  const ImageHeader &like, const Rectangle &part, Pixels &out, int threads) {
+std::vector<std::string> writeAligned(OutputFile &file, const StackEstimate &stack, int index, const ImageView &frame,
+                                      const ImageHeader &like, const Rectangle &part, Pixels &out, int threads) {
   if (const Result<void> warped = warpFrame(stack, index, frame, part, out.mutableView(), {.threads = threads});
       !warped) {
     throw Failure(ExitCode::Failed, like.path.string() + ": could not be resampled: " + warped.error().message);
   }
-  writeImage(file, out.view(), like);
+  std::vector<std::string> losses = writeImage(file, out.view(), like, outputFormat(like));
   file.finish();
+  return losses;
 }
 
 // A single photograph has nothing to be aligned with: its very bytes are the result.
@@ -203,6 +205,7 @@ ExitCode runAlign(const AlignArguments &arguments) {
   const Rectangle part = arguments.crop == "common" ? stack.common : whole;
 
   std::vector<OutputFile> files;
+  std::vector<std::string> losses;
   files.reserve(targets.size());
   Pixels out(part.size(), headers.front().channels, headers.front().depth);
   for (std::size_t i = 0; i < targets.size(); ++i) {
@@ -213,7 +216,9 @@ ExitCode runAlign(const AlignArguments &arguments) {
     if (headers.size() == 1) {
       copyFile(headers[i], file);
     } else {
-      writeAligned(file, stack, static_cast<int>(i), views[i], headers[i], part, out, arguments.threads);
+      const std::vector<std::string> ofFrame =
+          writeAligned(file, stack, static_cast<int>(i), views[i], headers[i], part, out, arguments.threads);
+      losses.insert(losses.end(), ofFrame.begin(), ofFrame.end());
     }
   }
   throwIfCancelled();
@@ -221,6 +226,8 @@ ExitCode runAlign(const AlignArguments &arguments) {
     file.publish();
   folder.keep();
   bar.wipe();
+  for (const std::string &loss : losses)
+    message(loss);
   if (headers.size() == 1 && !arguments.common.quiet) {
     message(arguments.photos.front() + ": is the only photograph; copied as it is");
   }

@@ -2,21 +2,20 @@
 
 #include "Cancel.h"
 #include "Failure.h"
+#include "PictureKind.h"
 
 #include <OpenImageIO/filesystem.h>
 #include <algorithm>
-#include <string_view>
 #include <system_error>
-#include <utility>
+#include <vector>
 
 namespace vindrel::cli {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr int kJpegQuality = 95; // of 100: an aligned photograph is a working copy, merged or edited next
-
-// Above this many bytes of pixels a TIFF needs 64-bit offsets. Below 4 GiB by what headers and incompressible data add.
-constexpr std::int64_t kClassicTiffBytes = std::int64_t{4000} << 20;
+// What is read at once of a picture: enough for several threads to decompress side by side.
+constexpr std::int64_t kBytesAtOnce = std::int64_t{8} << 20;
+constexpr int kLeastRowsAtOnce = 64;
 
 [[noreturn]] void failToRead(const fs::path &path, const std::string &why) {
   throw Failure(ExitCode::Unreadable, path.string() + ": " + why);
@@ -44,114 +43,52 @@ void checkIsFile(const fs::path &path) {
 }
 
 std::unique_ptr<OIIO::ImageInput> openInput(const fs::path &path) {
-  // Alpha that is not premultiplied stays so; the reader would otherwise darken the colours by it, and round them.
   OIIO::ImageSpec wishes;
+  // Alpha that is not premultiplied stays so; the reader would otherwise darken the colours by it, and round them.
   wishes.attribute("oiio:UnassociatedAlpha", 1);
+  // Raw files are developed alike whatever is in them, or the frames of a bracket would not go together: the camera's
+  // white balance, no stretching to the brightest sample.
+  wishes.attribute("raw:ColorSpace", "sRGB");
+  wishes.attribute("raw:use_camera_wb", 1);
+  wishes.attribute("raw:auto_bright", 0);
+  wishes.attribute("raw:adjust_maximum_thr", 0.0f);
   std::unique_ptr<OIIO::ImageInput> input = OIIO::ImageInput::open(path.string(), &wishes);
-  if (!input) failToRead(path, "cannot be read as JPEG, PNG or TIFF: " + oneLine(OIIO::geterror()));
+  if (!input) failToRead(path, "cannot be read as a photograph: " + oneLine(OIIO::geterror()));
   return input;
 }
 
-// What the output says about itself: everything the input said, but for what described the input's own storage.
-OIIO::ImageSpec outputSpec(const OIIO::ImageSpec &input, Size size, const std::string &format) {
-  OIIO::ImageSpec spec = input;
-  spec.x = spec.y = spec.z = 0;
-  spec.width = size.width;
-  spec.height = size.height;
-  spec.full_x = spec.full_y = spec.full_z = 0;
-  spec.full_width = size.width;
-  spec.full_height = size.height;
-  spec.depth = spec.full_depth = 1;
-  spec.tile_width = spec.tile_height = spec.tile_depth = 0;
-  spec.channelformats.clear();
-
-  if (spec.get_int_attribute("Exif:PixelXDimension") > 0) spec.attribute("Exif:PixelXDimension", size.width);
-  if (spec.get_int_attribute("Exif:PixelYDimension") > 0) spec.attribute("Exif:PixelYDimension", size.height);
-
-  // Two- or sixteen-level files: resampling makes values in between, which their few bits cannot hold.
-  const int bits = spec.get_int_attribute("oiio:BitsPerSample");
-  if (bits > 0 && bits < 8) spec.erase_attribute("oiio:BitsPerSample");
-
-  if (format == "jpeg") {
-    spec.attribute("compression", "jpeg:" + std::to_string(kJpegQuality));
-    spec.attribute("jpeg:subsampling", "4:4:4");
-  } else if (format == "tiff") {
-    const std::string compression = spec.get_string_attribute("compression");
-    if (compression != "none" && compression != "lzw" && compression != "packbits") {
-      // The remaining ones lose detail or know two levels only.
-      spec.attribute("compression", "zip");
-    }
-    spec.erase_attribute("tiff:Compression");
-    spec.erase_attribute("tiff:PhotometricInterpretation"); // the pixels handed over are plain grey or RGB
-    spec.attribute("tiff:bigtiff", static_cast<std::int64_t>(spec.image_bytes()) > kClassicTiffBytes ? 1 : 0);
-  }
-  return spec;
-}
-
-// The encoder writes into the file that is already open aside, so that a full disk is noticed however it takes it.
-class OutputFileProxy final : public OIIO::Filesystem::IOProxy {
-public:
-  explicit OutputFileProxy(OutputFile &file) : IOProxy("", Write), file_(file) {}
-  const char *proxytype() const override { return "vindrel-output"; }
-  void close() override { m_mode = Closed; }
-  std::size_t read(void *bytes, std::size_t count) override {
-    const std::size_t done = file_.readAt(bytes, count, m_pos);
-    m_pos += static_cast<std::int64_t>(done);
-    return done;
-  }
-  std::size_t write(const void *bytes, std::size_t count) override {
-    const std::size_t done = file_.writeAt(bytes, count, m_pos);
-    m_pos += static_cast<std::int64_t>(done);
-    return done;
-  }
-  std::size_t pread(void *bytes, std::size_t count, std::int64_t offset) override {
-    return file_.readAt(bytes, count, offset);
-  }
-  std::size_t pwrite(const void *bytes, std::size_t count, std::int64_t offset) override {
-    return file_.writeAt(bytes, count, offset);
-  }
-  std::size_t size() const override { return static_cast<std::size_t>(file_.size()); }
-
-private:
-  OutputFile &file_;
-};
-
-bool stopOnCancel(void *, float) {
-  return cancelRequested();
-}
-
 OIIO::TypeDesc sampleType(SampleDepth depth) {
-  return depth == SampleDepth::U8 ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::UINT16;
+  return depth == SampleDepth::U8    ? OIIO::TypeDesc::UINT8
+         : depth == SampleDepth::U16 ? OIIO::TypeDesc::UINT16
+                                     : OIIO::TypeDesc::FLOAT;
 }
 
-[[noreturn]] void failToWrite(const OutputFile &file, const std::string &why) {
-  throw Failure(ExitCode::Failed, file.target().string() + ": cannot be written: " + oneLine(why));
+// The Exif note counts, as every viewer reads it. OpenImageIO lets a note in the XMP part override it, and knows none
+// of a PNG; it is asked where there is no Exif part to be read.
+int orientationOf(const ImageHeader &header) {
+  if (header.format == "raw") return kUpright; // turned while it is developed
+  const int noted = header.metadata->readable() ? header.metadata->orientation()
+                                                : header.spec.get_int_attribute("Orientation", kUpright);
+  return noted >= 1 && noted <= 8 ? noted : kUpright;
 }
 
-// The TIFF writer leaves the last word, the directory, to its closing, and tells nobody how that went.
-void checkTiff(const OutputFile &file, const OIIO::ImageSpec &spec) {
-  const std::unique_ptr<OIIO::ImageInput> input = OIIO::ImageInput::create("tiff");
-  OIIO::ImageSpec written;
-  if (!input || !input->open(file.aside().string(), written)) failToWrite(file, "the file on disk is incomplete");
-  if (written.width != spec.width || written.height != spec.height || written.nchannels != spec.nchannels) {
-    failToWrite(file, "the file on disk is incomplete");
+// Rows that are read together, whole strips or tiles where the file has them, unless those are larger than what is
+// worth a buffer.
+int rowsAtOnce(const OIIO::ImageSpec &spec, SampleDepth depth) {
+  const std::int64_t rowBytes = std::int64_t{spec.width} * spec.nchannels * bytesPerSample(depth);
+  std::int64_t rows = std::max<std::int64_t>(kBytesAtOnce / std::max<std::int64_t>(rowBytes, 1), kLeastRowsAtOnce);
+  const int unit = spec.tile_height > 0 ? spec.tile_height : spec.get_int_attribute("tiff:RowsPerStrip", 1);
+  if (unit > 0 && (unit <= rows || spec.tile_height > 0)) rows = std::max<std::int64_t>(rows / unit, 1) * unit;
+  return static_cast<int>(std::min<std::int64_t>(rows, spec.height));
+}
+
+bool readRows(OIIO::ImageInput &input, const OIIO::ImageSpec &spec, int yBegin, int yEnd, SampleDepth depth,
+              std::byte *rows) {
+  if (spec.tile_height > 0) {
+    return input.read_tiles(0, 0, spec.x, spec.x + spec.width, spec.y + yBegin, spec.y + yEnd, 0, 1, 0, spec.nchannels,
+                            sampleType(depth), rows);
   }
-}
-
-void encode(OutputFile &file, const ImageView &image, const std::string &format, const OIIO::ImageSpec &spec) {
-  OutputFileProxy proxy(file);
-  // The TIFF writer reads back what it wrote when it adds the Exif part, which it does not do through a proxy.
-  const bool byName = format == "tiff";
-  const std::unique_ptr<OIIO::ImageOutput> output = OIIO::ImageOutput::create(format, byName ? nullptr : &proxy);
-  if (!output) failToWrite(file, OIIO::geterror());
-  if (!output->open((byName ? file.aside() : file.target()).string(), spec)) failToWrite(file, output->geterror());
-  const auto rowBytes = static_cast<OIIO::stride_t>(image.rowStride * bytesPerSample(image.depth));
-  const bool written = output->write_image(sampleType(image.depth), image.samples, OIIO::AutoStride, rowBytes,
-                                           OIIO::AutoStride, stopOnCancel);
-  throwIfCancelled();
-  const bool closed = output->close();
-  if (!written || !closed) failToWrite(file, output->geterror());
-  if (byName) checkTiff(file, spec);
+  return input.read_scanlines(0, 0, spec.y + yBegin, spec.y + yEnd, 0, 0, spec.nchannels, sampleType(depth), rows);
 }
 
 } // namespace
@@ -172,47 +109,55 @@ MutableImageView Pixels::mutableView() {
   return {bytes_.get(), size_, channels_, static_cast<std::int64_t>(size_.width) * channels_, depth_};
 }
 
-ImageHeader readHeader(const fs::path &path) {
+ImageHeader readHeader(const fs::path &path, Accept accept) {
   checkIsFile(path);
   const std::unique_ptr<OIIO::ImageInput> input = openInput(path);
+  if (const std::string why = whyNotPhotograph(*input); !why.empty()) failToRead(path, why);
+
   ImageHeader header;
   header.path = path;
   header.format = input->format_name();
   header.spec = input->spec();
-  const OIIO::ImageSpec &spec = header.spec;
-
-  if (header.format != "jpeg" && header.format != "png" && header.format != "tiff") {
-    failToRead(path, "is a " + header.format + " file; JPEG, PNG and TIFF are read");
-  }
-  if (spec.format == OIIO::TypeDesc::UINT8) {
+  header.channels = header.spec.nchannels;
+  if (header.spec.format == OIIO::TypeDesc::UINT8) {
     header.depth = SampleDepth::U8;
-  } else if (spec.format == OIIO::TypeDesc::UINT16) {
+  } else if (header.spec.format == OIIO::TypeDesc::UINT16) {
     header.depth = SampleDepth::U16;
+  } else if (accept == Accept::FloatToo) {
+    header.depth = SampleDepth::F32;
   } else {
-    failToRead(path,
-               std::string("holds samples of type ") + spec.format.c_str() + "; convert it to 8 or 16 bits a sample");
+    failToRead(path, std::string("holds samples of type ") + header.spec.format.c_str() +
+                         "; convert it to 8 or 16 bits a sample");
   }
-  if (spec.nchannels < 1 || spec.nchannels > 4) {
-    failToRead(path, "holds " + std::to_string(spec.nchannels) +
-                         " channels; convert it to grey or RGB, with or "
-                         "without alpha");
-  }
-  if (spec.depth > 1 || spec.deep) failToRead(path, "holds a volume, not a photograph");
-  header.size = {spec.width, spec.height};
-  header.channels = spec.nchannels;
+  header.metadata = header.format == "openexr" ? Metadata::none() : Metadata::read(path);
+  header.orientation = orientationOf(header);
+  header.size = uprightPlaces(header.orientation, {header.spec.width, header.spec.height}).upright;
   return header;
 }
 
 Pixels readPixels(const ImageHeader &header) {
   const std::unique_ptr<OIIO::ImageInput> input = openInput(header.path);
-  const OIIO::ImageSpec &spec = input->spec();
-  if (spec.width != header.size.width || spec.height != header.size.height || spec.nchannels != header.channels ||
+  const OIIO::ImageSpec spec = input->spec();
+  if (spec.width != header.spec.width || spec.height != header.spec.height || spec.nchannels != header.channels ||
       spec.format != header.spec.format) {
     failToRead(header.path, "changed while it was being read; run again");
   }
+  const UprightPlaces places = uprightPlaces(header.orientation, {spec.width, spec.height});
+  const bool inPlace = header.orientation == kUpright;
+  const auto pixelBytes = static_cast<std::size_t>(header.channels * bytesPerSample(header.depth));
+  const std::size_t rowBytes = static_cast<std::size_t>(spec.width) * pixelBytes;
+  const int step = rowsAtOnce(spec, header.depth);
   Pixels pixels(header.size, header.channels, header.depth);
-  const bool read = input->read_image(0, 0, 0, header.channels, sampleType(header.depth), pixels.data(),
-                                      OIIO::AutoStride, OIIO::AutoStride, OIIO::AutoStride, stopOnCancel);
+  std::vector<std::byte> strip(inPlace ? 0 : static_cast<std::size_t>(step) * rowBytes);
+
+  bool read = true;
+  for (int y = 0; y < spec.height && read; y += step) {
+    throwIfCancelled();
+    const int end = std::min(y + step, spec.height);
+    std::byte *rows = inPlace ? pixels.data() + static_cast<std::size_t>(y) * rowBytes : strip.data();
+    read = readRows(*input, spec, y, end, header.depth, rows);
+    if (read && !inPlace) placeRows(places, rows, y, end, pixelBytes, pixels.data());
+  }
   throwIfCancelled();
   // A JPEG that ends early is decoded with grey for what is missing and called a success; the warning is all there is.
   const std::string warning = input->geterror();
@@ -220,16 +165,6 @@ Pixels readPixels(const ImageHeader &header) {
     failToRead(header.path, "is damaged or cut short: " + oneLine(warning) + "; copy it again from its source");
   }
   return pixels;
-}
-
-void writeImage(OutputFile &file, const ImageView &image, const ImageHeader &like) {
-  encode(file, image, like.format, outputSpec(like.spec, image.size, like.format));
-}
-
-void writeImage(OutputFile &file, const ImageView &image, const std::string &format) {
-  OIIO::ImageSpec spec(image.size.width, image.size.height, image.channels, sampleType(image.depth));
-  spec.attribute("oiio:ColorSpace", "sRGB");
-  encode(file, image, format, outputSpec(spec, image.size, format));
 }
 
 } // namespace vindrel::cli

@@ -1,9 +1,11 @@
-// Photographs on disk: JPEG, PNG and TIFF with 8 or 16 bits a sample, grey or colour, with or without alpha. A file is
-// looked at in two steps, header and pixels, so that a set that does not fit together is refused before any pixel is
-// read. Pixels are written as they are: no colour conversion, no alpha premultiplication.
+// Photographs on disk, as they are looked at. Read are JPEG, PNG and TIFF with 8 or 16 bits a sample, raw files of
+// cameras, which are developed to 16 bits, and scene-linear float samples in TIFF and OpenEXR; grey or colour, with or
+// without alpha. A file is looked at in two steps, header and pixels, so that a set that does not fit together is
+// refused before any pixel is read. Samples stay as they are: no colour conversion, no alpha premultiplication.
 #pragma once
 
-#include "OutputFile.h"
+#include "Metadata.h"
+#include "Upright.h"
 #include "vindrel/image.hpp"
 
 #include <OpenImageIO/imageio.h>
@@ -16,11 +18,15 @@ namespace vindrel::cli {
 
 struct ImageHeader {
   std::filesystem::path path;
-  std::string format; // "jpeg", "png" or "tiff", by content whatever the file's name says
-  Size size;
-  int channels = 0; // 1 grey, 2 grey and alpha, 3 RGB, 4 RGB and alpha
-  SampleDepth depth = SampleDepth::U8;
-  OIIO::ImageSpec spec; // all that the file says about itself: what is written in its place takes it over
+  std::string format; // "jpeg", "png", "tiff", "openexr" or "raw", by content whatever the file's name says
+  Size size;          // as the picture is looked at
+  int channels = 0;   // 1 grey, 2 grey and alpha, 3 RGB, 4 RGB and alpha
+  SampleDepth depth = SampleDepth::U8; // F32: scene-linear, any value a float has
+  int orientation = kUpright;          // how the file stores the picture, 1 to 8; readPixels() turns it upright
+  OIIO::ImageSpec spec;                // the file's own account of its pixels, as stored
+  std::shared_ptr<const Metadata> metadata;
+
+  bool hasAlpha() const { return channels == 2 || channels == 4; }
 };
 
 // Packed rows, native byte order.
@@ -30,6 +36,7 @@ public:
   Pixels(Size size, int channels, SampleDepth depth);
 
   std::byte *data() { return bytes_.get(); }
+  const std::byte *data() const { return bytes_.get(); }
   std::size_t byteCount() const;
   ImageView view() const;
   MutableImageView mutableView();
@@ -41,15 +48,16 @@ private:
   std::unique_ptr<std::byte[]> bytes_;
 };
 
-// Both throw Unreadable, naming the file, for anything that is not a whole photograph of the kinds above.
-ImageHeader readHeader(const std::filesystem::path &path);
+enum class Accept {
+  WholeNumbers, // 8 and 16 bits
+  FloatToo,
+};
+
+// Both throw Unreadable, naming the file, for anything that is not one whole photograph of the kinds above.
+ImageHeader readHeader(const std::filesystem::path &path, Accept accept = Accept::WholeNumbers);
+
+// The picture turned upright. Held meanwhile are the picture and some rows (8 MiB or 64 rows); the decoders of
+// interlaced PNG, progressive JPEG and raw files hold more of their own.
 Pixels readPixels(const ImageHeader &header);
-
-// Writes into `file` (and does not finish it) in the format of `like` and with its metadata: profile, Exif, text and
-// orientation. JPEG in quality 95 without chroma subsampling, the others without loss.
-void writeImage(OutputFile &file, const ImageView &image, const ImageHeader &like);
-
-// The same for an image that no file stands behind. format: "png" or "tiff".
-void writeImage(OutputFile &file, const ImageView &image, const std::string &format);
 
 } // namespace vindrel::cli

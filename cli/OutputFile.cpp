@@ -140,6 +140,12 @@ std::int64_t OutputFile::size() const {
   return ::fstat(descriptor_, &status) == 0 ? static_cast<std::int64_t>(status.st_size) : 0;
 }
 
+bool OutputFile::cutAt(std::int64_t count) {
+  if (::ftruncate(descriptor_, static_cast<off_t>(count)) == 0) return true;
+  if (firstError_ == 0) firstError_ = errno;
+  return false;
+}
+
 void OutputFile::append(const void *bytes, std::size_t count) {
   if (writeAt(bytes, count, size()) != count) failToWrite(target_, firstError_);
 }

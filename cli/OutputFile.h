@@ -49,6 +49,15 @@ public:
   std::size_t readAt(void *bytes, std::size_t count, std::int64_t offset) const;
   std::int64_t size() const;
 
+  // Ends the file behind `count` bytes; false, and remembered like a failed write, when that fails.
+  bool cutAt(std::int64_t count);
+
+  // For mapping the content into memory. It stays this object's.
+  int descriptor() const { return descriptor_; }
+
+  // True while every write has succeeded.
+  bool good() const { return firstError_ == 0; }
+
   // Writes `bytes` behind what is there.
   void append(const void *bytes, std::size_t count);
 

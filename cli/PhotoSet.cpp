@@ -1,6 +1,7 @@
 #include "PhotoSet.h"
 
 #include "Failure.h"
+#include "OutputFile.h"
 
 #include <system_error>
 

@@ -10,6 +10,7 @@
 #include "ProgressBar.h"
 #include "Report.h"
 #include "TruthFile.h"
+#include "WriteImage.h"
 #include "simulate/Bracket.h"
 
 #include <CLI/CLI.hpp>

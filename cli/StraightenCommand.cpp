@@ -8,13 +8,12 @@
 #include "OutputFile.h"
 #include "ProgressBar.h"
 #include "Report.h"
-#include "Upright.h"
+#include "WriteImage.h"
 #include "vindrel/straighten.hpp"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cctype>
 #include <memory>
+#include <vector>
 
 namespace vindrel::cli {
 namespace {
@@ -40,20 +39,14 @@ struct StraightenArguments {
 
 // "jpeg", "png" or "tiff" by the file's name.
 std::string formatOf(const fs::path &file) {
-  std::string extension = file.extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  if (extension == ".jpg" || extension == ".jpeg") return "jpeg";
-  if (extension == ".png") return "png";
-  if (extension == ".tif" || extension == ".tiff") return "tiff";
+  const std::string format = formatByName(file);
+  if (!format.empty() && format != "openexr") return format;
   throw Failure(ExitCode::Usage, file.string() + ": its name does not say what to write; end it in .jpg, .png or .tif");
 }
 
 void checkOutput(const StraightenArguments &arguments, const ImageHeader &photo, const std::string &format) {
-  const bool hasAlpha = photo.channels == 2 || photo.channels == 4;
-  if (format == "jpeg" && (photo.depth != SampleDepth::U8 || hasAlpha)) {
-    throw Failure(ExitCode::Usage, arguments.output + ": JPEG holds 8 bits a sample and no alpha, but " +
-                                       arguments.photo + " has more; end the name in .png or .tif");
+  if (const std::string why = whyNotFormat(photo, format); !why.empty()) {
+    throw Failure(ExitCode::Usage, arguments.output + ": " + why);
   }
   std::error_code error;
   if (fs::equivalent(arguments.output, arguments.photo, error) && !error) {
@@ -74,14 +67,14 @@ Straightening prepare(const StraightenArguments &arguments, Size size) {
 ExitCode runStraighten(const StraightenArguments &arguments) {
   OIIO::attribute("threads", arguments.threads);
   const std::string format = formatOf(arguments.output);
-  ImageHeader header = readHeader(arguments.photo);
+  const ImageHeader header = readHeader(arguments.photo);
   checkOutput(arguments, header, format);
   const fs::path parent = fs::path(arguments.output).parent_path();
   OutputFolder folder(parent.empty() ? fs::path(".") : parent);
 
   ProgressBar bar(arguments.common.showsProgress());
   bar.show(0, "reading");
-  const Pixels photo = readUpright(header);
+  const Pixels photo = readPixels(header);
   throwIfCancelled();
 
   bar.show(0.3, "straightening");
@@ -95,17 +88,15 @@ ExitCode runStraighten(const StraightenArguments &arguments) {
   throwIfCancelled();
 
   bar.show(0.7, "writing");
-  if (format != header.format) {
-    header.format = format;
-    header.spec.erase_attribute("compression"); // of the other format
-  }
   OutputFile file(arguments.output, arguments.common.overwrite);
-  writeImage(file, out.view(), header);
+  const std::vector<std::string> losses = writeImage(file, out.view(), header, format);
   file.finish();
   throwIfCancelled();
   file.publish();
   folder.keep();
   bar.wipe();
+  for (const std::string &loss : losses)
+    message(loss);
   if (!arguments.common.quiet) {
     const Size size = straightening.output.size();
     printLine(arguments.output + "  " + std::to_string(size.width) + " x " + std::to_string(size.height) + " of " +

@@ -164,7 +164,7 @@ TEST_F(Outputs, FollowTheContentWhereTheNameSaysAnotherFormat) {
 
 class Metadata : public Outputs, public testing::WithParamInterface<const char *> {};
 
-TEST_P(Metadata, ComesThroughWithTheProfileAndTheOrientation) {
+TEST_P(Metadata, ComesThroughWithTheProfileAndThePictureUpright) {
   const std::string one = folder_ / (std::string("one.") + GetParam());
   const std::string two = folder_ / (std::string("two.") + GetParam());
   // Not a profile that a colour engine would take, but one that must arrive as it left: header size, version, "acsp".
@@ -197,7 +197,10 @@ TEST_P(Metadata, ComesThroughWithTheProfileAndTheOrientation) {
   const OIIO::ImageSpec after = loadSpec(out() + "/one." + GetParam());
   EXPECT_EQ(after.get_string_attribute("Artist"), "A. Photographer");
   EXPECT_EQ(after.get_string_attribute("ImageDescription"), "a wall");
-  EXPECT_EQ(after.get_int_attribute("Orientation"), before.get_int_attribute("Orientation"));
+  EXPECT_EQ(after.get_int_attribute("Orientation", 1), 1);
+  if (GetParam() != std::string("png")) { // OpenImageIO notes no orientation in a PNG
+    EXPECT_LT(after.width, after.height);
+  }
   const OIIO::ParamValue *icc = after.find_attribute("ICCProfile");
   ASSERT_NE(icc, nullptr);
   ASSERT_EQ(icc->type().size(), profile.size());

@@ -1,0 +1,35 @@
+// Pictures to disk. Pixels first, as they are; then what the photograph that they were made of says about itself.
+#pragma once
+
+#include "ImageFile.h"
+#include "OutputFile.h"
+
+#include <string>
+#include <vector>
+
+namespace vindrel::cli {
+
+// The format in which the outputs of a photograph are written unless another one is asked for: its own, and TIFF for a
+// raw file, whose format only cameras write.
+std::string outputFormat(const ImageHeader &photo);
+
+// "jpeg", "png", "tiff" or "openexr" by the file's name; empty when the name says none of them.
+std::string formatByName(const std::filesystem::path &file);
+
+// The name's extension for a format, with the dot: ".jpg", ".png", ".tif" or ".exr".
+std::string extensionOf(const std::string &format);
+
+// Why pictures of this kind cannot be written in that format; empty when they can. The reason ends a sentence that
+// begins with the output's name.
+std::string whyNotFormat(const ImageHeader &photo, const std::string &format);
+
+// Writes into `file` (and does not finish it) the picture made of `photo`, with its profile and metadata, in that
+// format. JPEG in quality 95 without chroma subsampling; the others without loss, OpenEXR samples as wide as the
+// photograph's. Returns what could not be kept of the metadata, to be told to the user: each text names the photograph.
+[[nodiscard]] std::vector<std::string> writeImage(OutputFile &file, const ImageView &picture, const ImageHeader &photo,
+                                                  const std::string &format);
+
+// The same for an image that no file stands behind: sRGB of whole numbers, "png" or "tiff".
+void writeImage(OutputFile &file, const ImageView &image, const std::string &format);
+
+} // namespace vindrel::cli
