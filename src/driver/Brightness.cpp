@@ -1,42 +1,24 @@
 #include "driver/Brightness.h"
 
 #include "base/Grey.h"
+#include "base/StaticShare.h"
+#include "driver/BrightnessKernel.h"
 
 #include <algorithm>
+#include <omp.h>
 
 namespace vindrel {
 namespace {
 
-// One row, every weighed sample readable. A row of int range at most: width * 255 < 2^31 for any width below 8.4
-// million, so the row's sum is kept in 32 bits, which vectorises, up to that width, and in 64 beyond.
-template <class Sample, class Sum>
-Sum sumRow(const Sample *row, int width, int channels, BrightnessSamples at) {
-  Sum sum = 0;
-  if (channels == 3 && at == kThreeConsecutiveSamples) {
-    for (int x = 0; x < width; ++x)
-      sum += static_cast<Sum>(greyOf(row[3 * x], row[3 * x + 1], row[3 * x + 2]));
-    return sum;
-  }
-  for (std::int64_t x = 0; x < width; ++x) {
-    const Sample *pixel = row + x * channels;
-    sum += static_cast<Sum>(greyOf(pixel[at[0]], pixel[at[1]], pixel[at[2]]));
-  }
-  return sum;
-}
-
 template <class Sample>
-std::int64_t sumFrame(const ImageView &frame, BrightnessSamples at, std::int64_t readable) {
-  constexpr int kNarrowSumWidth = 1 << 23;
+std::int64_t sumRows(const ImageView &frame, BrightnessSamples at, std::int64_t readable, StaticShare rows) {
   const int reach = *std::max_element(at.begin(), at.end());
   std::int64_t sum = 0;
-  for (int y = 0; y < frame.size.height; ++y) {
-    const Sample *row = frame.row<Sample>(y);
+  for (int y = rows.begin; y < rows.end; ++y) {
     const std::int64_t rowStart = y * frame.rowStride;
     const std::int64_t lastRead = rowStart + static_cast<std::int64_t>(frame.size.width - 1) * frame.channels + reach;
     if (lastRead < readable) {
-      sum += frame.size.width < kNarrowSumWidth
-                 ? sumRow<Sample, std::uint32_t>(row, frame.size.width, frame.channels, at)
-                 : sumRow<Sample, std::int64_t>(row, frame.size.width, frame.channels, at);
+      sum += sumBrightnessOfRow(frame.row<Sample>(y), frame.size.width, frame.channels, at);
       continue;
     }
     const Sample *first = frame.row<Sample>(0);
@@ -51,10 +33,16 @@ std::int64_t sumFrame(const ImageView &frame, BrightnessSamples at, std::int64_t
 
 } // namespace
 
-std::int64_t sumBrightness(const ImageView &frame, BrightnessSamples samples, std::int64_t readable) {
-  if (frame.size.width < 1 || readable < 1) return 0;
-  return frame.depth == SampleDepth::U8 ? sumFrame<std::uint8_t>(frame, samples, readable)
-                                        : sumFrame<std::uint16_t>(frame, samples, readable);
+std::int64_t sumBrightness(const ImageView &frame, BrightnessSamples samples, std::int64_t readable, int threads) {
+  if (frame.size.width < 1 || frame.size.height < 1 || readable < 1) return 0;
+  std::int64_t sum = 0;
+#pragma omp parallel num_threads(usefulThreads(frame.size.height, threads)) reduction(+ : sum)
+  {
+    const StaticShare rows = staticShare(frame.size.height, omp_get_thread_num(), omp_get_num_threads());
+    sum += frame.depth == SampleDepth::U8 ? sumRows<std::uint8_t>(frame, samples, readable, rows)
+                                          : sumRows<std::uint16_t>(frame, samples, readable, rows);
+  }
+  return sum;
 }
 
 } // namespace vindrel

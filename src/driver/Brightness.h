@@ -21,7 +21,8 @@ constexpr BrightnessSamples ownSamples(int channels) {
 }
 
 // Sum over all pixels of their grey values, greyOf() (base/Grey.h). `readable` is how many samples may be read from the
-// frame's first on: where a weighed sample would lie beyond, the last readable one is weighed instead.
-std::int64_t sumBrightness(const ImageView &frame, BrightnessSamples samples, std::int64_t readable);
+// frame's first on: where a weighed sample would lie beyond, the last readable one is weighed instead. The rows are
+// shared among the threads.
+std::int64_t sumBrightness(const ImageView &frame, BrightnessSamples samples, std::int64_t readable, int threads = 1);
 
 } // namespace vindrel

@@ -26,7 +26,8 @@ Status rankFrames(FrameSource &frames, const PairSettings &settings, std::uint32
         (frame->size.height - 1) * frame->rowStride + static_cast<std::int64_t>(frame->size.width) * frame->channels;
     const std::int64_t readable =
         settings.readableSamples > 0 ? settings.readableSamples - static_cast<std::int64_t>(i) * frameSamples : own;
-    entries[i] = {.index = static_cast<std::int64_t>(i), .sum = sumBrightness(*frame, settings.brightness, readable)};
+    entries[i] = {.index = static_cast<std::int64_t>(i),
+                  .sum = sumBrightness(*frame, settings.brightness, readable, settings.threads)};
   }
   rankByBrightness(entries.data(), frames.count(), rankOrder);
   return Status::Ok;

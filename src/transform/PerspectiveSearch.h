@@ -7,12 +7,10 @@
 #include "base/ImageView.h"
 #include "base/PairsView.h"
 #include "base/Status.h"
+#include "transform/AgreementKernel.h"
 #include "transform/Transform.h"
 
 namespace vindrel {
-
-// A pair agrees with a transform when its residual is below this, squared pixels (2 pixels).
-constexpr float kAgreementSquared = 4.0f;
 
 // The error of a result is the mean over all pairs of the squared residual, capped at this (20 pixels squared). A cap
 // far beyond agreement lets a result that explains half of the pairs be told from one that explains a tenth; that is

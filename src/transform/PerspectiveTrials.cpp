@@ -1,6 +1,7 @@
 #include "transform/PerspectiveTrials.h"
 
 #include "base/StaticShare.h"
+#include "transform/AgreementKernel.h"
 #include "transform/CornerAngles.h"
 #include "transform/FourPairs.h"
 #include "transform/MapPoint.h"
@@ -22,7 +23,6 @@ constexpr int kAgreementStart = 2;
 constexpr double kWordToUnit = 2.3283064365386963e-10; // 2^-32: a random word becomes a number in [0, 1)
 constexpr float kGuessMaxDistance = 200.0f;            // pixels between mapped corners of guess and candidate
 constexpr float kGuessMaxAngle = 1.0f;                 // degrees between mapped edges of guess and candidate
-constexpr int kAgreementBlock = 64;                    // pairs counted between two looks at whether counting is vain
 
 struct Sample {
   int picks[3]; // positions besides the anchor
@@ -121,24 +121,26 @@ private:
 
 Agreement countAgreement(const ConsensusPairs &pairs, const Trans8 &candidate, int anchor, int first, int second,
                          int toBeat) {
+  const auto squaredResidual = [&](int j) {
+    const Point source = pairs.source(j);
+    const Point target = pairs.target(j);
+    const Point mapped = mapPerspectiveF(candidate.data(), source.x, source.y);
+    const float dx = mapped.x - target.x;
+    const float dy = mapped.y - target.y;
+    return dx * dx + dy * dy;
+  };
+  // All are counted, and the three that are not to be looked at are taken off again.
   Agreement agreement{kAgreementStart, 0.0f};
-  for (int begin = 0; begin < pairs.count; begin += kAgreementBlock) {
-    // Every pair still to come could agree and it would not be enough: the sum no longer matters either.
-    if (agreement.count + (pairs.count - begin) <= toBeat) break;
-    const int end = std::min(begin + kAgreementBlock, pairs.count);
-    for (int j = begin; j < end; ++j) {
-      if (j == anchor || j == first || j == second) continue;
-      const Point source = pairs.source(j);
-      const Point target = pairs.target(j);
-      const Point mapped = mapPerspectiveF(candidate.data(), source.x, source.y);
-      const float dx = mapped.x - target.x;
-      const float dy = mapped.y - target.y;
-      const float squared = dx * dx + dy * dy;
-      if (squared < kAgreementSquared) {
-        ++agreement.count;
-        agreement.errorSum += squared;
-      }
-    }
+  const int unseen[] = {anchor, first != anchor ? first : -1, second != anchor && second != first ? second : -1};
+  int agreeingUnseen = 0;
+  for (const int j : unseen)
+    if (j >= 0 && j < pairs.count && squaredResidual(j) < kAgreementSquared) ++agreeingUnseen;
+  agreement.count += countAgreeing(pairs, candidate, toBeat - kAgreementStart + agreeingUnseen) - agreeingUnseen;
+  if (agreement.count <= toBeat) return agreement;
+  for (int j = 0; j < pairs.count; ++j) {
+    if (j == anchor || j == first || j == second) continue;
+    const float squared = squaredResidual(j);
+    if (squared < kAgreementSquared) agreement.errorSum += squared;
   }
   return agreement;
 }

@@ -26,11 +26,11 @@ Status runTrials(const ConsensusPairs &pairs, const PerspectiveSearchSettings &s
                  TrialResults &results);
 
 // The pairs that agree with a candidate. The anchor and, where `first` and `second` are not negative, these two members
-// of the sample are not looked at; the count starts at 2 for them. Gives up, with a count of at most `toBeat`, as soon
-// as more than `toBeat` can no longer be reached.
+// of the sample are not looked at; the count starts at 2 for them. Gives up, with a count of at most `toBeat`, once
+// more than `toBeat` can no longer be reached.
 struct Agreement {
   int count;
-  float errorSum; // squared pixels
+  float errorSum; // squared pixels; 0 where it gave up
 };
 Agreement countAgreement(const ConsensusPairs &pairs, const Trans8 &candidate, int anchor, int first, int second,
                          int toBeat);

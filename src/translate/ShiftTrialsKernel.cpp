@@ -120,13 +120,13 @@ void shiftRow(const std::uint64_t *row, int width, int shift, std::ptrdiff_t wor
 
 void countAll(const BitmapView &reference, const BitmapView &moving, int shiftX, int shiftY, std::uint64_t *scratch,
               std::int64_t *errors) {
-  const auto [width, height] = reference.size;
+  const int width = reference.size.width, height = reference.size.height;
   const std::ptrdiff_t words = reference.rowWords;
   std::uint64_t *const zeros = scratch + kTrials * words;
   std::fill(zeros, zeros + words, 0U);
   std::fill(errors, errors + kTrials, 0);
 
-  const auto exists = [height = height](std::int64_t row) { return row >= 1 && row < height; };
+  const auto exists = [=](std::int64_t row) { return row >= 1 && row < height; };
   // The three shifted rows of a row of the moving bitmap take turns in three places.
   const auto place = [&](std::int64_t row) { return scratch + row % 3 * 3 * words; };
   const auto prepare = [&](std::int64_t row) {

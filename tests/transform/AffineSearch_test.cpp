@@ -1,7 +1,9 @@
 #include "transform/AffineSearch.h"
 
 #include "VindrelRegLib.h"
+#include "reference/AffineScore.h"
 #include "reference/AffineSearch.h"
+#include "support/EveryTarget.h"
 #include "support/FailingAllocation.h"
 #include "transform/AffineScore.h"
 #include "transform/PairScene.h"
@@ -11,6 +13,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <random>
+#include <vector>
 
 namespace {
 
@@ -276,6 +280,32 @@ TEST(ScoreAffine, DoesNotCountASquaredErrorOfExactly4) {
   EXPECT_EQ(score.count, 3);
   const float error = (yB[4] - 9) * (yB[4] - 9);
   EXPECT_EQ(score.meanError, error / 3);
+}
+
+TEST(ScoreAffine, EqualsTheDefinitionToTheBitForAnyNumberOfPairsAndAnySample) {
+  onEveryTarget([] {
+    std::mt19937 random(41);
+    const float t[6] = {0.99f, 0.013f, 4.5f, -0.012f, 1.01f, -3.25f};
+    for (int count = 1; count < 600; count += count < 70 ? 1 : 37) {
+      const auto size = static_cast<std::size_t>(count);
+      std::vector<float> xA(size), yA(size), xB(size), yB(size);
+      for (std::size_t i = 0; i < size; ++i) {
+        xA[i] = static_cast<float>(random() % 4000);
+        yA[i] = static_cast<float>(random() % 3000);
+        // Off by up to four pixels: within the limit, beyond it, and close to it.
+        const auto noise = [&] { return static_cast<float>(static_cast<int>(random() % 513) - 256) / 64; };
+        xB[i] = std::round(t[0] * xA[i] + t[1] * yA[i] + t[2]) + noise();
+        yB[i] = std::round(t[3] * xA[i] + t[4] * yA[i] + t[5]) + noise();
+      }
+      const RankedPairs pairs = {.count = count, .xA = xA.data(), .yA = yA.data(), .xB = xB.data(), .yB = yB.data()};
+      const auto rank = [&] { return static_cast<int>(random() % static_cast<unsigned>(count)); };
+      for (const AffineSample &sample : {AffineSample{rank(), rank(), rank()}, AffineSample{0, 0, 0}}) {
+        const AffineScore fast = scoreAffine(t, pairs, sample), slow = reference::affineScore(t, pairs, sample);
+        ASSERT_EQ(fast.count, slow.count) << count;
+        ASSERT_EQ(fast.meanError, slow.meanError) << count;
+      }
+    }
+  });
 }
 
 TEST(ScoreAffine, OfAnUndefinedTransformCountsOnlyTheSample) {

@@ -2,6 +2,7 @@
 
 #include "reference/PerspectiveAgreement.h"
 #include "reference/PerspectiveTrials.h"
+#include "support/EveryTarget.h"
 #include "support/FailingAllocation.h"
 #include "support/PairList.h"
 #include "transform/PerspectiveFit.h"
@@ -205,24 +206,33 @@ PairList bestFirst(const PairList &pairs, const ConsensusPairs &sorted) {
   return ordered;
 }
 
-TEST(PerspectiveTrials, CountLikeTheDefinitionForAnyNumberOfPairs) {
-  for (int count = 0; count < 200; count += 7) {
-    const PairList pairs = pairsOf(kHandHeld, count, count / 3, kFrame.width, kFrame.height, 5);
-    ConsensusPairs sorted;
-    ASSERT_TRUE(ConsensusPairs::sorted(pairs.view(), sorted));
-    const PairList ordered = bestFirst(pairs, sorted);
-    for (const auto &[first, second] : {std::pair{-1, -1}, std::pair{1, 2}}) {
-      const Agreement fast = countAgreement(sorted, kHandHeld, 0, first, second, 0);
-      const reference::PerspectiveAgreement slow =
-          reference::perspectiveAgreement(ordered.view(), kHandHeld.data(), 0, first, second);
-      EXPECT_EQ(fast.count, slow.count);
-      EXPECT_EQ(fast.errorSum, slow.errorSum);
-      // Giving up early never hides a count that would have been enough.
-      const Agreement beaten = countAgreement(sorted, kHandHeld, 0, first, second, slow.count);
-      EXPECT_LE(beaten.count, slow.count);
-      EXPECT_EQ(countAgreement(sorted, kHandHeld, 0, first, second, slow.count - 1).count, slow.count);
-    }
+void countPairs(int count) {
+  const PairList pairs = pairsOf(kHandHeld, count, count / 3, kFrame.width, kFrame.height, 5);
+  ConsensusPairs sorted;
+  ASSERT_TRUE(ConsensusPairs::sorted(pairs.view(), sorted));
+  const PairList ordered = bestFirst(pairs, sorted);
+  for (const auto &[first, second] : {std::pair{-1, -1}, {1, 2}, {0, 0}, {3, 3}}) {
+    const Agreement fast = countAgreement(sorted, kHandHeld, 0, first, second, 0);
+    const reference::PerspectiveAgreement slow =
+        reference::perspectiveAgreement(ordered.view(), kHandHeld.data(), 0, first, second);
+    EXPECT_EQ(fast.count, slow.count);
+    EXPECT_EQ(fast.errorSum, slow.errorSum);
+    // Giving up early never hides a count that would have been enough.
+    const Agreement beaten = countAgreement(sorted, kHandHeld, 0, first, second, slow.count);
+    EXPECT_LE(beaten.count, slow.count);
+    const Agreement enough = countAgreement(sorted, kHandHeld, 0, first, second, slow.count - 1);
+    EXPECT_EQ(enough.count, slow.count);
+    EXPECT_EQ(enough.errorSum, slow.errorSum);
   }
+}
+
+TEST(PerspectiveTrials, CountLikeTheDefinitionForAnyNumberOfPairs) {
+  test::onEveryTarget([] {
+    for (int count = 0; count < 70; ++count)
+      countPairs(count);
+    for (int count = 70; count < 500; count += 31)
+      countPairs(count);
+  });
 }
 
 TEST(PerspectiveTrials, FindWhatTheDefinitionFindsForEveryModeGuessAndNumberOfThreads) {
