@@ -3,4 +3,3 @@
 #pragma once
 
 #include "vindrel/image.hpp"
-

@@ -20,12 +20,13 @@ struct Misses {
   bool any() const { return left || top || right || bottom; }
 };
 
-// Where the warp refuses to read, it says on which side; behind the horizon, on all.
+// On which sides a point does not lie between pixels of the frame; behind the horizon, on all. (The warp itself goes a
+// pixel further on the left and above, where it extrapolates.)
 void addMisses(const Trans8 &chain, Size frame, int x, int y, Misses &misses) {
   const double w = (static_cast<double>(chain[6]) * x + static_cast<double>(chain[7]) * y) * kPerspectiveUnit + 1.0;
   const Point at = mapPerspectiveMixed(chain.data(), static_cast<float>(x), static_cast<float>(y));
-  misses.left |= !(at.x > -1.0f && w > 0);
-  misses.top |= !(at.y > -1.0f && w > 0);
+  misses.left |= !(at.x >= 0.0f && w > 0);
+  misses.top |= !(at.y >= 0.0f && w > 0);
   misses.right |= !(at.x < static_cast<float>(frame.width - 1) && w > 0);
   misses.bottom |= !(at.y < static_cast<float>(frame.height - 1) && w > 0);
 }

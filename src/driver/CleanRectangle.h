@@ -12,8 +12,8 @@
 namespace vindrel {
 
 // chains: from the reference onto each frame that has to be covered, affine ones with g = h = 0. Every pixel of the
-// window lies inside all of the frames, by the warp's own rule and arithmetic, and no side can be moved outward by a
-// pixel. Empty (a side below 1) when the frames share too little, see worthKeeping().
+// window lies between pixels of all of the frames, in the warp's own arithmetic: nothing is filled or extrapolated. No
+// side can be moved outward by a pixel. Empty (a side below 1) when the frames share too little, see worthKeeping().
 CropWindow cleanWindow(Size frame, std::span<const Trans8> chains);
 
 } // namespace vindrel

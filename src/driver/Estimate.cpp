@@ -1,7 +1,6 @@
 #include "driver/Estimate.h"
 
 #include "driver/ProfileLog.h"
-#include "transform/Matrix33.h"
 
 #include <algorithm>
 
@@ -20,19 +19,6 @@ Status findLinks(const StackPairs &pairs, int threads, Links &links) {
   return status;
 }
 
-// The chain of links as matrices in double precision: what a caller is told of each frame.
-void chainMatrices(const Links &links, int frames, std::array<double, 9> *matrices) {
-  matrices[0] = transformToMatrix(kIdentity8);
-  for (int rank = 1; rank < frames; ++rank) {
-    Trans8 link = kIdentity8;
-    if (links.found(rank)) std::copy_n(links.transform(rank), link.size(), link.begin());
-    Mat33 product = multiply(transformToMatrix(link), matrices[rank - 1]);
-    for (double &value : product)
-      value /= product[8] != 0 ? product[8] : 1;
-    matrices[rank] = product;
-  }
-}
-
 } // namespace
 
 Estimate linkStack(const StackPairs &pairs, const LinkStackSettings &settings) {
@@ -47,19 +33,20 @@ Estimate linkStack(const StackPairs &pairs, const LinkStackSettings &settings) {
   estimate.rankOrder = Buffer<std::uint32_t>::zeroed(room);
   estimate.evidence = Buffer<LinkEvidence>::zeroed(room);
   estimate.consensus = Buffer<bool>::zeroed(room);
-  estimate.frameFromReference = Buffer<std::array<double, 9>>::zeroed(room);
+  estimate.links = Buffer<Trans8>::zeroed(room);
   estimate.transforms = TransformTable(settings.model, static_cast<int>(room));
   Links links(count, {.model = settings.model,
                       .frame = frame,
                       .pairBudget = pairBudgetFor(frame),
                       .threads = settings.threads,
+                      .window = pairs.window,
                       .random = settings.random,
                       .polish = settings.polish});
   const auto fail = [&](Status status) {
     estimate.status = status;
     return std::move(estimate);
   };
-  if (!estimate.rankOrder || !estimate.evidence || !estimate.consensus || !estimate.frameFromReference ||
+  if (!estimate.rankOrder || !estimate.evidence || !estimate.consensus || !estimate.links ||
       !estimate.transforms.allocate() || !links.allocate()) {
     return fail(Status::OutOfMemory);
   }
@@ -69,8 +56,10 @@ Estimate linkStack(const StackPairs &pairs, const LinkStackSettings &settings) {
   for (int rank = 1; rank < count; ++rank) {
     estimate.evidence[static_cast<std::size_t>(rank)] = links.evidence(rank);
     estimate.consensus[static_cast<std::size_t>(rank)] = links.consensus(rank);
+    Trans8 &link = estimate.links[static_cast<std::size_t>(rank)];
+    link = kIdentity8;
+    if (links.found(rank)) std::copy_n(links.transform(rank), link.size(), link.begin());
   }
-  chainMatrices(links, count, estimate.frameFromReference.data());
 
   TransformTable &table = estimate.transforms;
   fillTable(links, settings.model, rankOrder, count, table);
@@ -92,7 +81,6 @@ Estimate linkStack(const StackPairs &pairs, const LinkStackSettings &settings) {
     estimate.abandoned = true;
     for (int rank = 1; rank < count; ++rank)
       table.setIdentity(rankOrder[rank]);
-    std::fill(estimate.frameFromReference.begin(), estimate.frameFromReference.end(), transformToMatrix(kIdentity8));
     window = {.size = frame};
   }
   if (settings.keepFrameSize) window.size = frame;

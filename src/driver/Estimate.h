@@ -25,11 +25,11 @@ struct LinkStackSettings {
 struct Estimate {
   Status status = Status::Ok;
   Size frame;
-  Buffer<std::uint32_t> rankOrder;                  // storage index at each rank
-  Buffer<LinkEvidence> evidence;                    // by rank; entry 0 unused
-  Buffer<bool> consensus;                           // by rank: whether the link is more than a fallback
-  Buffer<std::array<double, 9>> frameFromReference; // by rank, row-major, last element 1
-  TransformTable transforms{LinkModel::Affine, 0};  // whole chains, by storage index
+  Buffer<std::uint32_t> rankOrder;                 // storage index at each rank
+  Buffer<LinkEvidence> evidence;                   // by rank; entry 0 unused
+  Buffer<bool> consensus;                          // by rank: whether the link is more than a fallback
+  Buffer<Trans8> links;                            // by rank, from the frame a rank brighter; identity if none
+  TransformTable transforms{LinkModel::Affine, 0}; // whole chains, by storage index
   LinkModel model = LinkModel::Affine;
   CropWindow window;
   bool abandoned = false; // the frames share too little: all stay where they are

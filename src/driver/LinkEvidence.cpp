@@ -1,10 +1,10 @@
 #include "driver/LinkEvidence.h"
 
+#include "driver/Chance.h"
 #include "transform/MapPoint.h"
 #include "transform/NormalEquations.h"
 
 #include <algorithm>
-#include <bitset>
 #include <cmath>
 #include <limits>
 #include <numeric>
@@ -91,20 +91,17 @@ double displacementRange(const Trans8 &transform, Size frame) {
   return std::min(highX - lowX, highY - lowY);
 }
 
-int cell(double coordinate, int length) {
-  return std::clamp(static_cast<int>(coordinate * kCoverageCells / std::max(1, length)), 0, kCoverageCells - 1);
-}
-
 } // namespace
 
-LinkEvidence measureLink(const PairsView &pairs, const Trans8 &transform, LinkModel model, Size frame) {
+LinkEvidence measureLink(const PairsView &pairs, const Trans8 &transform, LinkModel model, Size frame,
+                         MatchWindow window) {
   LinkEvidence evidence;
   evidence.pairs = pairs.count;
   evidence.expectedError = std::numeric_limits<double>::infinity();
   const FrameJacobian jacobian(frame);
   NormalEquations own(model == LinkModel::Affine ? kAffineParameters : kPerspectiveParameters);
   NormalEquations perspective(kPerspectiveParameters);
-  std::bitset<kCoverageCells * kCoverageCells> covered;
+  Coverage covered(frame);
   double squaredSum = 0;
   for (int i = 0; i < pairs.count; ++i) {
     const PointD mapped = mapPerspectiveD(transform.data(), pairs.xA[i], pairs.yA[i]);
@@ -119,10 +116,12 @@ LinkEvidence measureLink(const PairsView &pairs, const Trans8 &transform, LinkMo
       equations->add(rows.x, dx);
       equations->add(rows.y, dy);
     }
-    covered.set(
-        static_cast<std::size_t>(cell(pairs.yA[i], frame.height) * kCoverageCells + cell(pairs.xA[i], frame.width)));
+    covered.add(pairs.xA[i], pairs.yA[i]);
   }
-  evidence.coverage = static_cast<double>(covered.count()) / (kCoverageCells * kCoverageCells);
+  evidence.coverage = covered.share();
+  evidence.rivals = findRivals(pairs, transform, kInlierDistance, frame);
+  const int sample = static_cast<int>(own.unknowns()) / 2; // each pair fixes two parameters
+  evidence.logFalseAlarms = logFalseAlarms(pairs.count, evidence.inliers, sample, kInlierDistance, window);
   if (evidence.inliers == 0) return evidence;
   evidence.rms = std::sqrt(squaredSum / evidence.inliers);
   const int freedom = 2 * evidence.inliers - static_cast<int>(own.unknowns());

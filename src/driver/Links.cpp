@@ -75,7 +75,7 @@ void Links::accept(int rank, const Attempt &result, const PairsView &pairs) {
   std::copy(result.transform.begin(), result.transform.end(), target.transform);
   target.error = result.found ? result.error : kNoTransform;
   consensus_[slot] = result.found;
-  evidence_[slot] = measureLink(pairs, result.transform, settings_.model, settings_.frame);
+  evidence_[slot] = measureLink(pairs, result.transform, settings_.model, settings_.frame, settings_.window);
   if (!result.found) evidence_[slot].inliers = 0;
 }
 

@@ -19,6 +19,7 @@ struct LinkSettings {
   Size frame;
   int pairBudget = 60; // pairs that the searches work on
   int threads = 1;
+  MatchWindow window = {};  // within which the pairs were looked for
   RandomSource random = {}; // the affine search draws from it
   bool polish = false;      // affine: fit all agreeing pairs after the search; the flat interface does not
 };

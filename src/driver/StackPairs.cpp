@@ -38,7 +38,7 @@ Status matchRanks(FrameSource &frames, const PairSettings &settings, StackPairs 
   result.room = static_cast<std::size_t>(grid.count()) * static_cast<std::size_t>(grid.pairCap);
   if (!result.arrays.allocate(static_cast<std::size_t>(result.count - 1) * result.room)) return Status::OutOfMemory;
   TilePass pass(grid, {.threads = settings.threads,
-                       .window = {.rangeX = settings.maxShiftX, .rangeY = settings.maxShiftY},
+                       .window = result.window,
                        .progress = settings.progress,
                        .passes = result.count - 1});
   if (!pass.allocate()) return Status::OutOfMemory;
@@ -72,6 +72,7 @@ StackPairs collectStackPairs(FrameSource &frames, const PairSettings &settings) 
   StackPairs result;
   result.count = frames.count();
   result.frame = frames.format().size;
+  result.window = {.rangeX = settings.maxShiftX, .rangeY = settings.maxShiftY};
   const auto room = static_cast<std::size_t>(std::max(result.count, 1));
   result.rankOrder = Buffer<std::uint32_t>::zeroed(room);
   result.pairCount = Buffer<int>::zeroed(room);

@@ -30,6 +30,7 @@ struct StackPairs {
   Status status = Status::Ok;
   Size frame;
   int count = 0;                   // frames
+  MatchWindow window;              // within which partners were looked for
   Buffer<std::uint32_t> rankOrder; // storage index at each rank
   Buffer<int> pairCount;           // by rank; entry 0 unused
   std::size_t room = 0;            // entries of each rank in the arrays

@@ -1,6 +1,16 @@
 #include "driver/Verdict.h"
 
 namespace vindrel {
+namespace {
+
+bool hasRival(const LinkEvidence &evidence) {
+  const Rivals &rivals = evidence.rivals;
+  if (rivals.pairs < kLeastRivals) return false;
+  if (rivals.pairs < kRivalShare * evidence.inliers && rivals.coverage < evidence.coverage) return false;
+  return rivals.pairs >= evidence.inliers || rivals.coverage > kRivalShare * evidence.coverage;
+}
+
+} // namespace
 
 const char *describe(Doubt doubt) {
   switch (doubt) {
@@ -12,6 +22,8 @@ const char *describe(Doubt doubt) {
     return "the matching points agree on no transform";
   case Doubt::WeakSupport:
     return "too few points agree";
+  case Doubt::Ambiguous:
+    return "the points agree on more than one transform";
   }
   return "";
 }
@@ -22,7 +34,8 @@ Doubt doubtLink(const LinkEvidence &evidence, bool consensus) {
   if (evidence.inliers < kLeastInliers || evidence.inliers < kLeastInlierShare * evidence.pairs) {
     return Doubt::WeakSupport;
   }
-  return Doubt::None;
+  if (!(evidence.logFalseAlarms <= kMostLogFalseAlarms)) return Doubt::WeakSupport;
+  return hasRival(evidence) ? Doubt::Ambiguous : Doubt::None;
 }
 
 } // namespace vindrel

@@ -17,9 +17,7 @@ std::string optionsError(const StackOptions &options, int frames) {
   if (options.maxShiftX < 0 || options.maxShiftY < 0) {
     return "maxShiftX, maxShiftY: must not be negative; 0 stands for a tenth of the frame";
   }
-  if (options.model != Model::Shift && options.model != Model::Affine && options.model != Model::Perspective) {
-    return "model: must be one of Model's";
-  }
+  if (options.model < Model::Shift || options.model > Model::Auto) return "model: must be one of Model's";
   if (options.reference < ReferenceChoice::Anchor || options.reference > ReferenceChoice::Index) {
     return "reference: must be one of ReferenceChoice's";
   }

@@ -10,12 +10,18 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <numbers>
 
 namespace vindrel {
 namespace {
 
 constexpr const char *kInexact = "the agreeing points leave it inexact";
 constexpr const char *kLittleOverlap = "the frames share too little";
+constexpr const char *kImplausible = "its transform is no camera's";
+
+// What a hand can do between two photographs of one scene, and more.
+constexpr double kLargestCornerDeviation = 10; // degrees
+constexpr double kLeastScale = 0.5, kLargestScale = 2;
 
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
@@ -66,8 +72,9 @@ void judgeSide(const RankedStack &stack, int reference, int step, StackEstimate 
   }
 }
 
-// The numbers that the warp will use.
-Trans8 narrowed(const Transform &transform) {
+// The numbers that the warp will use. Not to be inlined: GCC 12 leaves out the narrowing where it sees the numbers
+// widened again.
+[[gnu::noinline]] Trans8 narrowed(const Transform &transform) {
   return matrixToTrans8(transform.matrix);
 }
 
@@ -82,6 +89,30 @@ Result<void> rebaseFrames(const RankedStack &stack, StackEstimate &result) {
   return {};
 }
 
+// Degrees between two directions that a corner's edges take.
+double angleBetween(Point2 corner, Point2 first, Point2 second) {
+  const double ax = first.x - corner.x, ay = first.y - corner.y, bx = second.x - corner.x, by = second.y - corner.y;
+  return std::abs(std::atan2(ax * by - ay * bx, ax * bx + ay * by)) * 180 / std::numbers::pi;
+}
+
+void measureShape(Size size, FrameEstimate &frame) {
+  const double w = size.width, h = size.height;
+  const Transform &t = frame.frameFromReference;
+  const Point2 corners[] = {t.map({0, 0}), t.map({w, 0}), t.map({w, h}), t.map({0, h})};
+  frame.cornerDeviation = 0;
+  double doubledArea = 0;
+  for (int i = 0; i < 4; ++i) {
+    const Point2 &corner = corners[i], &next = corners[(i + 1) % 4], &previous = corners[(i + 3) % 4];
+    frame.cornerDeviation = std::max(frame.cornerDeviation, std::abs(angleBetween(corner, next, previous) - 90));
+    doubledArea += corner.x * next.y - next.x * corner.y;
+  }
+  frame.scale = std::sqrt(std::max(0.0, doubledArea / (2 * w * h)));
+}
+
+bool isPlausible(const FrameEstimate &frame) {
+  return frame.cornerDeviation <= kLargestCornerDeviation && frame.scale >= kLeastScale && frame.scale <= kLargestScale;
+}
+
 std::string listOfUnaligned(const StackEstimate &result) {
   std::string list;
   for (std::size_t i = 0; i < result.frames.size(); ++i) {
@@ -89,19 +120,6 @@ std::string listOfUnaligned(const StackEstimate &result) {
     list += (list.empty() ? "frame " : "; frame ") + std::to_string(i) + ": " + result.frames[i].reason;
   }
   return list;
-}
-
-// Shifted frames cover whole pixels: the common part is what is left of the reference.
-Rectangle commonOfShifts(Size frame, const std::vector<const Transform *> &frames) {
-  int left = 0, top = 0, right = frame.width, bottom = frame.height;
-  for (const Transform *transform : frames) {
-    const int x = static_cast<int>(transform->matrix[2]), y = static_cast<int>(transform->matrix[5]);
-    left = std::max(left, -x);
-    top = std::max(top, -y);
-    right = std::min(right, frame.width - x);
-    bottom = std::min(bottom, frame.height - y);
-  }
-  return {left, top, right - left, bottom - top};
 }
 
 Rectangle commonOf(const StackEstimate &result) {
@@ -120,6 +138,7 @@ void abandon(StackEstimate &result) {
   for (FrameEstimate &frame : result.frames) {
     frame.frameFromReference = {};
     frame.dropped = false;
+    measureShape(result.frameSize, frame);
     if (frame.verdict == Verdict::Reference) continue;
     frame.verdict = Verdict::NotFound;
     frame.reason = kLittleOverlap;
@@ -129,10 +148,23 @@ void abandon(StackEstimate &result) {
 
 } // namespace
 
+Rectangle commonOfShifts(Size frame, const std::vector<const Transform *> &frames) {
+  int left = 0, top = 0, right = frame.width, bottom = frame.height;
+  for (const Transform *transform : frames) {
+    const int x = static_cast<int>(transform->matrix[2]), y = static_cast<int>(transform->matrix[5]);
+    left = std::max(left, -x);
+    top = std::max(top, -y);
+    right = std::min(right, frame.width - x);
+    bottom = std::min(bottom, frame.height - y);
+  }
+  return {left, top, right - left, bottom - top};
+}
+
 Result<StackEstimate> placeOnReference(const RankedStack &stack, Size frame, const StackOptions &options) {
   const int reference = referenceRank(stack, options);
   StackEstimate result;
   result.model = stack.model;
+  result.modelScores = stack.scores;
   result.frameSize = frame;
   result.reference = stack.order[at(reference)];
   result.frames.resize(stack.order.size());
@@ -151,10 +183,20 @@ Result<StackEstimate> placeOnReference(const RankedStack &stack, Size frame, con
       result.frames[i].frameFromReference = stack.fromAnchor[i];
   }
   for (FrameEstimate &estimate : result.frames) {
+    measureShape(frame, estimate);
+    if (estimate.verdict == Verdict::Found && !isPlausible(estimate)) {
+      estimate.verdict = Verdict::NotFound;
+      estimate.reason = kImplausible;
+    }
+  }
+  for (FrameEstimate &estimate : result.frames) {
     if (estimate.verdict != Verdict::NotFound) continue;
     if (options.onUnaligned == OnUnaligned::Fail) return Error{ErrorCode::NotAligned, listOfUnaligned(result)};
     estimate.dropped = options.onUnaligned == OnUnaligned::Drop;
-    if (options.onUnaligned == OnUnaligned::Keep) estimate.frameFromReference = {};
+    if (options.onUnaligned == OnUnaligned::Keep) {
+      estimate.frameFromReference = {};
+      measureShape(frame, estimate);
+    }
     changed = changed || options.onUnaligned != OnUnaligned::Guess;
   }
   result.common = changed ? commonOf(result) : stack.common;

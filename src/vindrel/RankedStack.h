@@ -25,6 +25,7 @@ struct RankedLink {
 struct RankedStack {
   Status status = Status::Ok;
   Model model = Model::Perspective;
+  std::vector<ModelScore> scores;    // what decided between models, if that was asked for
   std::vector<int> order;            // frame index at each rank
   int anchor = 0;                    // its rank
   std::vector<RankedLink> links;     // by rank; entry 0 unused
@@ -37,6 +38,9 @@ struct RankedStack {
 // Options are checked and complete. progress: fractions 0 to kFeatureShare.
 RankedStack estimateByFeatures(CallerFrames &frames, const StackOptions &options, const Progress &progress);
 RankedStack estimateByShifts(CallerFrames &frames, const StackOptions &options, const Progress &progress);
+
+// What frames that are shifted by whole pixels against the reference share with it: a side below 1 when nothing.
+Rectangle commonOfShifts(Size frame, const std::vector<const Transform *> &frames);
 
 // Chooses the reference, passes the verdicts and finds the common rectangle.
 Result<StackEstimate> placeOnReference(const RankedStack &stack, Size frame, const StackOptions &options);

@@ -11,6 +11,7 @@
 namespace vindrel {
 namespace {
 
+constexpr MatchWindow kWindow = {100, 100};
 constexpr LinkEvidence kGood{.pairs = 200, .inliers = 150, .rms = 0.6, .expectedError = 0.1, .coverage = 0.5};
 
 TEST(Verdict, TrustsAWellSupportedLink) {
@@ -59,7 +60,7 @@ TEST(MeasureLink, CountsPairsWithinTwoPixelsAndTheirResidual) {
     pairs.xB.push_back(i * 50 + (i < 15 ? 1 : 2));
     pairs.yB.push_back((i * 37) % 500);
   }
-  const LinkEvidence evidence = measureLink(pairs.view(), kIdentity8, LinkModel::Affine, {1000, 500});
+  const LinkEvidence evidence = measureLink(pairs.view(), kIdentity8, LinkModel::Affine, {1000, 500}, kWindow);
   EXPECT_EQ(evidence.pairs, 20);
   EXPECT_EQ(evidence.inliers, 15); // a residual of exactly two pixels does not count
   EXPECT_DOUBLE_EQ(evidence.rms, 1.0);
@@ -68,9 +69,9 @@ TEST(MeasureLink, CountsPairsWithinTwoPixelsAndTheirResidual) {
 TEST(MeasureLink, PredictsTheErrorThatRoundingLeavesToAFit) {
   const Trans8 truth = {1, 0, 5.3f, 0, 1, -2.7f, 0, 0};
   const LinkEvidence many =
-      measureLink(roundedPairs(400, 1, 2000, 1500).view(), truth, LinkModel::Perspective, {2000, 1500});
+      measureLink(roundedPairs(400, 1, 2000, 1500).view(), truth, LinkModel::Perspective, {2000, 1500}, kWindow);
   const LinkEvidence some =
-      measureLink(roundedPairs(40, 1, 2000, 1500).view(), truth, LinkModel::Perspective, {2000, 1500});
+      measureLink(roundedPairs(40, 1, 2000, 1500).view(), truth, LinkModel::Perspective, {2000, 1500}, kWindow);
   EXPECT_GT(many.expectedError, 0.02);
   EXPECT_LT(many.expectedError, 0.3);
   EXPECT_GT(some.expectedError, 2 * many.expectedError);
@@ -81,7 +82,7 @@ TEST(MeasureLink, SeesATransformThatItsOwnInliersContradict) {
   Trans8 off = truth;
   off[2] += 1.0f;
   const PointPairs pairs = roundedPairs(400, 2, 2000, 1500);
-  EXPECT_NEAR(measureLink(pairs.view(), off, LinkModel::Affine, {2000, 1500}).expectedError, 1.0, 0.3);
+  EXPECT_NEAR(measureLink(pairs.view(), off, LinkModel::Affine, {2000, 1500}, kWindow).expectedError, 1.0, 0.3);
 }
 
 TEST(MeasureLink, SeesThatAnAffineTransformStandsInForAPerspectiveOne) {
@@ -94,8 +95,9 @@ TEST(MeasureLink, SeesThatAnAffineTransformStandsInForAPerspectiveOne) {
     pairs.yB[i] = static_cast<int>(std::lround(at.y));
   }
   const Trans8 flat = {0.9983f, 0, 0.5f, 0, 0.9994f, 0.5f, 0, 0};
-  const double asAffine = measureLink(pairs.view(), flat, LinkModel::Affine, {2000, 1500}).expectedError;
-  const double asPerspective = measureLink(pairs.view(), flat, LinkModel::Perspective, {2000, 1500}).expectedError;
+  const double asAffine = measureLink(pairs.view(), flat, LinkModel::Affine, {2000, 1500}, kWindow).expectedError;
+  const double asPerspective =
+      measureLink(pairs.view(), flat, LinkModel::Perspective, {2000, 1500}, kWindow).expectedError;
   EXPECT_NEAR(asAffine, asPerspective, 0.05);
   EXPECT_GT(asAffine, 0.4);
 }
@@ -103,7 +105,7 @@ TEST(MeasureLink, SeesThatAnAffineTransformStandsInForAPerspectiveOne) {
 TEST(MeasureLink, PredictsALargeErrorWherePairsCoverOnlyACornerOfTheFrame) {
   const Trans8 truth = {1, 0, 5.3f, 0, 1, -2.7f, 0, 0};
   const LinkEvidence corner =
-      measureLink(roundedPairs(100, 3, 150, 150).view(), truth, LinkModel::Perspective, {2000, 1500});
+      measureLink(roundedPairs(100, 3, 150, 150).view(), truth, LinkModel::Perspective, {2000, 1500}, kWindow);
   EXPECT_GT(corner.expectedError, 1.0);
   EXPECT_LT(corner.coverage, 0.1);
 }
@@ -116,8 +118,8 @@ TEST(MeasureLink, PredictsNothingFiniteFromPairsOnALine) {
     pairs.xB.push_back(i * 20);
     pairs.yB.push_back(100);
   }
-  EXPECT_GT(measureLink(pairs.view(), kIdentity8, LinkModel::Affine, {1000, 800}).expectedError, 100.0);
-  EXPECT_TRUE(std::isinf(measureLink({}, kIdentity8, LinkModel::Affine, {1000, 800}).expectedError));
+  EXPECT_GT(measureLink(pairs.view(), kIdentity8, LinkModel::Affine, {1000, 800}, kWindow).expectedError, 100.0);
+  EXPECT_TRUE(std::isinf(measureLink({}, kIdentity8, LinkModel::Affine, {1000, 800}, kWindow).expectedError));
 }
 
 } // namespace

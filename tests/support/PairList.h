@@ -19,7 +19,7 @@ struct PairList {
   PairsView view() const {
     return {.count = count(), .xA = xA.data(), .yA = yA.data(), .xB = xB.data(), .yB = yB.data(), .dist = dist.data()};
   }
-  void add(int ax, int ay, int bx, int by, float distance) {
+  void add(int ax, int ay, int bx, int by, float distance = 0) {
     xA.push_back(ax);
     yA.push_back(ay);
     xB.push_back(bx);

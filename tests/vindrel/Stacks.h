@@ -1,0 +1,57 @@
+// Simulated brackets for the tests of the C++ interface.
+#pragma once
+
+#include "support/StackBlock.h"
+#include "transform/Matrix33.h"
+#include "vindrel/vindrel.hpp"
+
+#include <vector>
+
+namespace vindrel::test {
+
+inline std::vector<ImageView> framesOf(const StackBlock &stack) {
+  std::vector<ImageView> frames;
+  for (int i = 0; i < stack.count(); ++i)
+    frames.push_back(stack.frame(i));
+  return frames;
+}
+
+// The true transform of a frame from another.
+inline Transform truthOf(const StackBlock &stack, int frame, int reference) {
+  const auto &frames = stack.bracket.frames;
+  return {frameFromReference(frames[static_cast<std::size_t>(frame)].frameFromScene,
+                             frames[static_cast<std::size_t>(reference)].frameFromScene)};
+}
+
+// The single-precision numbers that the warp takes for a matrix. Not to be inlined: GCC 12 leaves out the narrowing
+// where it sees the numbers widened again.
+[[gnu::noinline]] inline Trans8 warpNumbers(const Transform &transform) {
+  return matrixToTrans8(transform.matrix);
+}
+
+// How far a frame is from where it belongs, mean over the frame, pixels.
+inline double errorOf(const StackBlock &stack, const StackEstimate &estimate, int frame) {
+  return placementError(estimate.frames[static_cast<std::size_t>(frame)].frameFromReference.matrix,
+                        truthOf(stack, frame, estimate.reference).matrix, stack.size())
+      .gridMean;
+}
+
+template <class Sample>
+struct Image {
+  std::vector<Sample> samples;
+  Size size;
+  int channels = 0;
+
+  Image(Size imageSize, int imageChannels, Sample filling = {})
+      : samples(static_cast<std::size_t>(packedSamples(imageSize, imageChannels)), filling), size(imageSize),
+        channels(imageChannels) {}
+  static constexpr SampleDepth depth() { return static_cast<SampleDepth>(8 * sizeof(Sample)); }
+  std::int64_t stride() const { return std::int64_t{size.width} * channels; }
+  ImageView view() const { return {samples.data(), size, channels, stride(), depth()}; }
+  MutableImageView view() { return {samples.data(), size, channels, stride(), depth()}; }
+  Sample at(int x, int y, int c = 0) const {
+    return samples[static_cast<std::size_t>((std::int64_t{y} * size.width + x) * channels + c)];
+  }
+};
+
+} // namespace vindrel::test
