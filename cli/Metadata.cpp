@@ -61,7 +61,6 @@ std::string textOf(const Exiv2::ExifData &exif, const char *key) {
   return found == exif.end() ? std::string() : found->toString();
 }
 
-// 2024:05:01 12:30:00 in Exif.
 std::optional<std::string> dateOf(const Exiv2::ExifData &exif) {
   std::string text = textOf(exif, "Exif.Photo.DateTimeOriginal");
   std::string offset = textOf(exif, "Exif.Photo.OffsetTimeOriginal");
@@ -70,18 +69,7 @@ std::optional<std::string> dateOf(const Exiv2::ExifData &exif) {
     text = textOf(exif, "Exif.Image.DateTime");
     offset = textOf(exif, "Exif.Photo.OffsetTime");
   }
-  int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-  if (std::sscanf(text.c_str(), "%4d:%2d:%2d %2d:%2d:%2d", &year, &month, &day, &hour, &minute, &second) != 6 ||
-      year < 1 || month < 1 || day < 1) {
-    return std::nullopt;
-  }
-  char date[80];
-  std::snprintf(date, sizeof date, "%04d-%02d-%02dT%02d:%02d:%02d", year, month, day, hour, minute, second);
-  int offsetHours = 0, offsetMinutes = 0;
-  char sign = 0;
-  const bool hasOffset = std::sscanf(offset.c_str(), "%c%2d:%2d", &sign, &offsetHours, &offsetMinutes) == 3 &&
-                         (sign == '+' || sign == '-') && offset.size() == 6;
-  return date + (hasOffset ? offset : std::string());
+  return isoDate(text, offset);
 }
 
 std::optional<std::string> colourSpaceOf(const Exiv2::ExifData &exif) {
@@ -108,6 +96,21 @@ std::string jpegWithoutExif(const std::filesystem::path &photo) {
 }
 
 } // namespace
+
+std::optional<std::string> isoDate(const std::string &exifDate, const std::string &exifOffset) {
+  int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+  if (std::sscanf(exifDate.c_str(), "%4d:%2d:%2d %2d:%2d:%2d", &year, &month, &day, &hour, &minute, &second) != 6 ||
+      year < 1 || month < 1 || day < 1) {
+    return std::nullopt;
+  }
+  char date[80];
+  std::snprintf(date, sizeof date, "%04d-%02d-%02dT%02d:%02d:%02d", year, month, day, hour, minute, second);
+  int offsetHours = 0, offsetMinutes = 0;
+  char sign = 0;
+  const bool hasOffset = std::sscanf(exifOffset.c_str(), "%c%2d:%2d", &sign, &offsetHours, &offsetMinutes) == 3 &&
+                         (sign == '+' || sign == '-') && exifOffset.size() == 6;
+  return date + (hasOffset ? exifOffset : std::string());
+}
 
 void Metadata::Parts::take(Exiv2::Image &image) {
   image.readMetadata();

@@ -25,6 +25,9 @@ struct ShotFacts {
   bool position = false;                  // the place on earth is noted
 };
 
+// A date as Exif has it, 2024:05:01 12:30:00, with an offset as Exif has it, +02:00, or none. Empty for anything else.
+std::optional<std::string> isoDate(const std::string &exifDate, const std::string &exifOffset);
+
 // What was made of the photograph.
 struct NewPicture {
   std::string format; // "jpeg", "png" or "tiff"
