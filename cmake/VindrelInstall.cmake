@@ -30,6 +30,7 @@ install(FILES "${PROJECT_SOURCE_DIR}/include/VindrelRegLib.h" DESTINATION "${CMA
 vindrel_install_library(vindrel)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/vindrel" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
   FILES_MATCHING PATTERN "*.hpp")
+install(FILES "${PROJECT_SOURCE_DIR}/share/transforms.schema.json" DESTINATION "${CMAKE_INSTALL_DATADIR}/vindrel")
 
 # The program installs itself (cli/CMakeLists.txt).
 if(TARGET vindrel_cli)

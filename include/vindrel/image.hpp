@@ -40,7 +40,7 @@ struct Rectangle {
 /// An image to read.
 struct ImageView {
   const void *samples = nullptr; ///< first sample of pixel (0, 0)
-  Size size;
+  Size size = {};
   int channels = 0;           ///< samples per pixel
   std::int64_t rowStride = 0; ///< samples from the start of one row to the start of the next
   SampleDepth depth = SampleDepth::U8;
@@ -54,7 +54,7 @@ struct ImageView {
 /// An image to write.
 struct MutableImageView {
   void *samples = nullptr;
-  Size size;
+  Size size = {};
   int channels = 0;
   std::int64_t rowStride = 0;
   SampleDepth depth = SampleDepth::U8;

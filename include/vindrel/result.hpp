@@ -25,7 +25,7 @@ enum class ErrorCode {
 
 struct Error {
   ErrorCode code = ErrorCode::Internal;
-  std::string message;
+  std::string message = {};
 };
 
 /// A T, or an Error. Converts from both.

@@ -89,13 +89,13 @@ enum class Verdict {
 /// What is known of one frame. Shifts that come from bitmaps rest on no points: pairs, inliers, rms and coverage are 0.
 struct FrameEstimate {
   Verdict verdict = Verdict::NotFound;
-  std::string reason;   ///< empty when Found or Reference; otherwise why not, in a few words
-  bool dropped = false; ///< with OnUnaligned::Drop: not found, and not part of the common rectangle
-  int rank = 0;         ///< position by brightness, 0 the brightest
+  std::string reason = {}; ///< empty when Found or Reference; otherwise why not, in a few words
+  bool dropped = false;    ///< with OnUnaligned::Drop: not found, and not part of the common rectangle
+  int rank = 0;            ///< position by brightness, 0 the brightest
 
   /// Maps points of the reference frame, which is the output's frame before any crop, onto this one. Its elements are
   /// the very numbers of the warp: single precision, the last two of the third row after division by 100000.
-  Transform frameFromReference;
+  Transform frameFromReference = {};
 
   // Of the link to the neighbour one rank nearer to the reference:
   int pairs = 0;       ///< matched points
@@ -116,16 +116,16 @@ struct FrameEstimate {
 };
 
 struct StackEstimate {
-  Model model = Model::Perspective;    ///< of the transforms; never Auto
-  std::vector<ModelScore> modelScores; ///< with Model::Auto: of each model, the smallest model first; all 0 when no
-                                       ///< link is supported by any, and the model is Perspective then
-  Size frameSize;
-  int reference = 0;                 ///< index of the reference
-  std::vector<FrameEstimate> frames; ///< in the order they were handed over
+  Model model = Model::Perspective;         ///< of the transforms; never Auto
+  std::vector<ModelScore> modelScores = {}; ///< with Model::Auto: of each model, the smallest model first; all 0 when
+                                            ///< no link is supported by any, and the model is Perspective then
+  Size frameSize = {};
+  int reference = 0;                      ///< index of the reference
+  std::vector<FrameEstimate> frames = {}; ///< in the order they were handed over
 
   /// What all frames cover (but those dropped), in pixels of the reference: the output's frame, cropped. The whole
   /// frame when they share less than 30 % of its width or height; nothing is aligned then, and every frame says so.
-  Rectangle common;
+  Rectangle common = {};
 };
 
 /// Estimates from frames in memory: at least one, all of one size, channel count (1 to 4) and depth (8 or 16 bits).
@@ -137,7 +137,7 @@ struct StackSource {
   /// Frame `index`, 0 to count - 1, or why it cannot be had, which ends the estimate. Called on the caller's thread,
   /// for every frame about twice (for shifts up to four times). Its pixels must stay where they are until the next but
   /// one call, or the end of the estimate: two frames are in use at most.
-  std::function<Result<ImageView>(int index)> frame;
+  std::function<Result<ImageView>(int index)> frame = {};
 };
 
 VINDREL_API Result<StackEstimate> estimateStack(const StackSource &source, const StackOptions &options = {});

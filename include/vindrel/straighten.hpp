@@ -24,9 +24,9 @@ struct StraightenOptions {
 };
 
 struct Straightening {
-  Size frameSize;
-  Rectangle output; ///< of the corrected frame; never larger than frameSize
-  Transform sourceFromOutput;
+  Size frameSize = {};
+  Rectangle output = {}; ///< of the corrected frame; never larger than frameSize
+  Transform sourceFromOutput = {};
 };
 
 /// The frame must be 2 to 65536 pixels wide and high. ErrorCode::NothingLeft when no part of the corrected picture is

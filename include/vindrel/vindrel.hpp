@@ -16,4 +16,5 @@
 #include "vindrel/stack.hpp"
 #include "vindrel/straighten.hpp"
 #include "vindrel/transform.hpp"
+#include "vindrel/transforms_file.hpp"
 #include "vindrel/version.hpp"

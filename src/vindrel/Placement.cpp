@@ -106,7 +106,8 @@ void measureShape(Size size, FrameEstimate &frame) {
     frame.cornerDeviation = std::max(frame.cornerDeviation, std::abs(angleBetween(corner, next, previous) - 90));
     doubledArea += corner.x * next.y - next.x * corner.y;
   }
-  frame.scale = std::sqrt(std::max(0.0, doubledArea / (2 * w * h)));
+  const double share = doubledArea / (2 * w * h);
+  frame.scale = share > 0 && std::isfinite(share) ? std::sqrt(share) : 0;
 }
 
 bool isPlausible(const FrameEstimate &frame) {
