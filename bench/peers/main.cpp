@@ -7,6 +7,8 @@
 
 #include <cstdio>
 #include <exception>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace vindrel::bench {
 namespace {
@@ -19,6 +21,29 @@ struct Comparison {
 // In the order of the table.
 constexpr Comparison kComparisons[] = {
     {"shift", compareShift},
+    {"stack", compareStack},
+    {"straighten", compareStraighten},
+};
+
+// Standard output without what the libraries print: that is not part of the table.
+class QuietOutput {
+public:
+  QuietOutput() {
+    std::fflush(stdout);
+    const int nothing = open("/dev/null", O_WRONLY);
+    dup2(nothing, STDOUT_FILENO);
+    close(nothing);
+  }
+  ~QuietOutput() {
+    std::fflush(stdout);
+    dup2(output_, STDOUT_FILENO);
+    close(output_);
+  }
+  QuietOutput(const QuietOutput &) = delete;
+  QuietOutput &operator=(const QuietOutput &) = delete;
+
+private:
+  int output_ = dup(STDOUT_FILENO);
 };
 
 } // namespace
@@ -38,6 +63,7 @@ int main(int argc, char **argv) {
 
   std::vector<ThreadRows> runs;
   try {
+    const QuietOutput quiet;
     for (const int count : threads) {
       cv::setNumThreads(count);
       ThreadRows &run = runs.emplace_back(ThreadRows{.threads = count, .bandwidth = copyBandwidth(count), .rows = {}});
