@@ -20,7 +20,8 @@ constexpr double kLargestError = 1; // pixel: what either side must stay under t
 constexpr double kShiftShare = 0.1; // of the width: the largest motion sought, as the program's default
 
 // Tried in this order, which is that of their time: the first that places every frame within a pixel is the peer.
-constexpr OrbSettings kOrbSettings[] = {{1000, 1}, {2000, 1}, {4000, 1}, {2000, 3}, {4000, 3}, {4000, 8}, {8000, 8}};
+constexpr OrbSettings kOrbSettings[] = {{500, 1},  {1000, 1}, {2000, 1}, {4000, 1},
+                                        {2000, 3}, {4000, 3}, {4000, 8}, {8000, 8}};
 
 std::optional<OrbSettings> fastestWithinAPixel(OrbPipeline &pipeline, const StackScene &scene) {
   for (const OrbSettings &settings : kOrbSettings) {

@@ -1,10 +1,13 @@
 #include "driver/WarpBlock.h"
 
 #include "base/Buffer.h"
+#include "driver/BlockCopies.h"
 #include "driver/TilePass.h"
+#include "transform/Transform.h"
 #include "warp/ThreadedWarp.h"
 #include "warp/Warp.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace vindrel {
@@ -12,6 +15,21 @@ namespace {
 
 constexpr double kWarpShare = 0.1;   // of the whole call's progress
 constexpr int kWhitenedChannels = 3; // of a pixel without a source
+
+// Whether the warp yields the frame's own samples, as it does of the reference: the identity, whose coordinates single
+// precision holds exactly, and every pixel of the window with a neighbour on its right and below, so that none is
+// marked as outside.
+bool isPlainCrop(const WarpJob &job, Size out) {
+  constexpr int kExactInFloat = 1 << 24;
+  const float *t = job.transform.coefficients;
+  const bool identity =
+      job.transform.perspective ? std::equal(t, t + 8, kIdentity8.begin()) : std::equal(t, t + 6, kIdentity6.begin());
+  const Size frame = job.source.size;
+  const std::int64_t left = -std::int64_t{job.offsetX}, top = -std::int64_t{job.offsetY};
+  const bool packed = job.source.rowStride == std::int64_t{frame.width} * job.source.channels;
+  return identity && packed && left >= 0 && top >= 0 && left + out.width < frame.width &&
+         top + out.height < frame.height && frame.width <= kExactInFloat && frame.height <= kExactInFloat;
+}
 
 } // namespace
 
@@ -41,14 +59,19 @@ Status warpBlock(const Estimate &estimate, const FrameFormat &format, int frames
                       .offsetX = estimate.window.offsetX,
                       .offsetY = estimate.window.offsetY,
                       .transform = {.perspective = perspective, .coefficients = estimate.transforms.slot(index)}};
-    warpOnThreads(job, out.height, settings.threads, warped.data());
-    std::memcpy(bytes + index * (perspective ? frameBytes : outBytes), warped.data(), outBytes);
+    std::uint8_t *const place = bytes + index * (perspective ? frameBytes : outBytes);
+    if (isPlainCrop(job, out)) {
+      cropDown(place, job.source, -job.offsetX, -job.offsetY, out);
+    } else {
+      warpOnThreads(job, out.height, settings.threads, warped.data());
+      copyOnThreads(place, warped.data(), outBytes, settings.threads);
+    }
     if (!settings.progress.report(kFeatureShare + k * (kWarpShare / frames))) return Status::Cancelled;
   }
   if (perspective && outBytes != frameBytes) {
     for (int i = 1; i < frames; ++i) {
       const auto index = static_cast<std::size_t>(i);
-      std::memmove(bytes + index * outBytes, bytes + index * frameBytes, outBytes);
+      moveDownOnThreads(bytes + index * outBytes, bytes + index * frameBytes, outBytes, settings.threads);
     }
   }
   return Status::Ok;

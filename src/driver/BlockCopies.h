@@ -1,0 +1,22 @@
+// Moving frames about within the block of a stack. All of it is bounded by the memory, of which one thread alone does
+// not make full use.
+#pragma once
+
+#include "base/ImageView.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace vindrel {
+
+// Blocks that do not overlap.
+void copyOnThreads(std::uint8_t *to, const std::uint8_t *from, std::size_t bytes, int threads);
+
+// Towards the front of a block: `to` lies at or before `from` and may overlap what is moved.
+void moveDownOnThreads(std::uint8_t *to, const std::uint8_t *from, std::size_t bytes, int threads);
+
+// Cuts `size` pixels from (left, top) on out of a packed frame and writes them packed from `to` on, which lies at or
+// before the frame.
+void cropDown(std::uint8_t *to, const ImageView &frame, int left, int top, Size size);
+
+} // namespace vindrel
