@@ -61,6 +61,7 @@ FileFacts factsOf(const std::string &file) {
   facts.orientation = header.orientation;
   facts.shot = header.metadata->readable() ? header.metadata->facts() : shotOf(header.spec);
   facts.profile = header.spec.get_string_attribute("ICCProfile:profile_description");
+  if (header.format == "raw") facts.profile = "sRGB"; // developed to
   if (facts.profile.empty()) {
     const bool unnamed = header.spec.find_attribute("ICCProfile") != nullptr;
     facts.profile = unnamed ? "unnamed profile" : facts.shot.colourSpace.value_or("");

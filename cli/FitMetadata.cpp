@@ -124,9 +124,7 @@ void fitExif(Exiv2::ExifData &exif, const NewPicture &picture) {
     swapValues(exif, "Exif.Photo.FocalPlaneXResolution", "Exif.Photo.FocalPlaneYResolution");
   }
   constexpr std::uint16_t kSrgb = 1;
-  if (picture.developed && exif.findKey(ExifKey("Exif.Photo.ColorSpace")) != exif.end()) {
-    exif["Exif.Photo.ColorSpace"] = kSrgb;
-  }
+  if (picture.developed) exif["Exif.Photo.ColorSpace"] = kSrgb;
 }
 
 void fitXmp(Exiv2::XmpData &xmp, const NewPicture &picture) {

@@ -82,6 +82,13 @@ int rowsAtOnce(const OIIO::ImageSpec &spec, SampleDepth depth) {
   return static_cast<int>(std::min<std::int64_t>(rows, spec.height));
 }
 
+// Pictures that end early are called a success: a JPEG is grey and a TIFF as it happens to be where samples are
+// missing, and what the decoder remarks is all there is. The JPEG decoder remarks on much that costs no pixel.
+bool isDamage(const std::string &format, const std::string &complaint) {
+  if (format != "jpeg") return !complaint.empty();
+  return complaint.find("remature end") != std::string::npos;
+}
+
 bool readRows(OIIO::ImageInput &input, const OIIO::ImageSpec &spec, int yBegin, int yEnd, SampleDepth depth,
               std::byte *rows) {
   if (spec.tile_height > 0) {
@@ -159,10 +166,9 @@ Pixels readPixels(const ImageHeader &header) {
     if (read && !inPlace) placeRows(places, rows, y, end, pixelBytes, pixels.data());
   }
   throwIfCancelled();
-  // A JPEG that ends early is decoded with grey for what is missing and called a success; the warning is all there is.
-  const std::string warning = input->geterror();
-  if (!read || warning.find("Premature end") != std::string::npos) {
-    failToRead(header.path, "is damaged or cut short: " + oneLine(warning) + "; copy it again from its source");
+  const std::string complaint = input->geterror();
+  if (!read || isDamage(header.format, complaint)) {
+    failToRead(header.path, "is damaged or cut short: " + oneLine(complaint) + "; copy it again from its source");
   }
   return pixels;
 }

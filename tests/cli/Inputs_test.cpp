@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <exiv2/exiv2.hpp>
 #include <sys/stat.h>
 
 namespace vindrel::test {
@@ -92,6 +93,22 @@ TEST_P(TruncatedInputs, ATruncatedFileIsNeverReadAsIfItWereWhole) {
   for (const double share : {0.005, 0.3, 0.6, 0.95}) {
     writeBytes(cut, bytes.substr(0, static_cast<std::size_t>(share * static_cast<double>(bytes.size()))));
     expectRefused(cut, 4, {std::string("cut.") + GetParam() + ": "});
+  }
+}
+
+TEST_F(Inputs, ATiffThatEndsAmongItsSamplesIsNotReadAsIfItWereWhole) {
+  // Its directory stands in front of the samples, so that it opens well.
+  OIIO::ParamValueList extra;
+  extra.attribute("compression", "zip");
+  save(file("whole.tif"), takePhoto(1, {.width = 200, .height = 150}, 3, 8), extra);
+  const auto image = Exiv2::ImageFactory::open(file("whole.tif"));
+  image->readMetadata();
+  image->exifData()["Exif.Image.Artist"] = "A. Photographer"; // written anew, with the directory in front
+  image->writeMetadata();
+  const std::string bytes = readBytes(file("whole.tif"));
+  for (const double share : {0.3, 0.9}) {
+    writeBytes(file("cut.tif"), bytes.substr(0, static_cast<std::size_t>(share * static_cast<double>(bytes.size()))));
+    expectRefused(file("cut.tif"), 4, {"cut.tif: is damaged or cut short"});
   }
 }
 
