@@ -5,22 +5,20 @@
 
 #include "base/Buffer.h"
 #include "features/AdaptiveTolerances.h"
+#include "features/BoxFilter.h"
 #include "features/Descriptor.h"
-#include "features/ExtremumKernel.h"
+#include "features/ExtremumRows.h"
 #include "features/IntegralImage.h"
-#include "features/ResponseRows.h"
 #include "features/SubpixelRefinement.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <initializer_list>
 
 namespace vindrel {
 namespace {
 
-// Extrema need a neighbour with a response on every side.
-constexpr int kScanMargin = kResponseMargin + 1;
 constexpr int kLeastScannedSide = 2 * kScanMargin + 1;
 
 // Halving a side 31 times leaves nothing of any int; shifting further is not defined.
@@ -53,8 +51,8 @@ std::int64_t scanPositions(Size size, int levels) {
 
 class Scan {
 public:
-  Scan(IntegralView integral, Size size, int levels, int maxPoints, const FeaturePointsView &points)
-      : integral_(integral), size_(size), maxPoints_(maxPoints), points_(points),
+  Scan(const std::uint16_t *sums, Size size, int levels, int maxPoints, const FeaturePointsView &points)
+      : sums_(sums), size_(size), maxPoints_(maxPoints), points_(points),
         tolerances_(scanPositions(size, levels), maxPoints) {}
 
   int count() const { return count_; }
@@ -64,18 +62,19 @@ public:
   Status level(int level) {
     const Size levelPixels = levelSize(size_, level);
     if (!isScanned(levelPixels)) return Status::Ok;
-    ResponseRing responses(integral_, size_, levelPixels.width);
-    auto marks = Buffer<std::uint8_t>::zeroed(static_cast<std::size_t>(levelPixels.width));
-    if (!responses || !marks) return Status::OutOfMemory;
-    const int begin = kScanMargin, end = levelPixels.width - kScanMargin;
-    for (int y = kScanMargin; y < levelPixels.height - kScanMargin; ++y) {
-      const ResponseNeighbourhood rows = responses.around(y);
-      markExtrema(rows, begin, end, marks.data());
+    if (level > 0) {
+      higherLevel(level, levelPixels);
+      return Status::Ok;
+    }
+    ExtremumRows rows(sums_, size_);
+    if (!rows) return Status::OutOfMemory;
+    const int begin = kScanMargin, end = size_.width - kScanMargin;
+    for (int y = kScanMargin; y < size_.height - kScanMargin; ++y) {
       int next = begin; // first column of the row not yet counted as visited
-      for (int x = nextMark(marks.data(), begin, end); x < end; x = nextMark(marks.data(), x + 1, end)) {
-        tolerances_.visit(x + 1 - next, count_);
-        next = x + 1;
-        tryPoint(rows, x, y, level);
+      for (const Extremum &extremum : rows.in(y)) {
+        tolerances_.visit(extremum.column + 1 - next, count_);
+        next = extremum.column + 1;
+        tryPoint(extremum.responses, extremum.column, y, level);
         if (isFull()) return Status::Ok;
       }
       tolerances_.visit(end - next, count_);
@@ -97,24 +96,39 @@ public:
   }
 
 private:
-  // The first marked column from x on, or end. Marks are rare, so eight are looked at together.
-  static int nextMark(const std::uint8_t *marks, int x, int end) {
-    for (std::uint64_t eight; x + 8 <= end; x += 8) {
-      std::memcpy(&eight, marks + x, sizeof eight);
-      if (eight != 0) break;
-    }
-    while (x < end && marks[x] == 0)
-      ++x;
-    return x;
+  // Response maps are laid out once, at full resolution, and a level reads them with its own, smaller width as row
+  // length: its pixel (x, y) is the one with linear index y x level width + x of the image. Levels beyond the first are
+  // therefore not scaled images; the detector is built for one level and only stays well defined with more.
+  void higherLevel(int level, Size levelPixels) {
+    for (int y = kScanMargin; y < levelPixels.height - kScanMargin; ++y)
+      for (int x = kScanMargin; x < levelPixels.width - kScanMargin; ++x) {
+        tolerances_.visit(1, count_);
+        if (std::abs(responsesAt(sums_, size_, std::ptrdiff_t{y} * levelPixels.width + x)[1]) < kLeastResponse)
+          continue;
+        const ResponseCube responses = around(x, y, levelPixels.width);
+        if (isExtremum(responses)) tryPoint(responses, x, y, level);
+        if (isFull()) return;
+      }
+  }
+
+  ResponseCube around(int x, int y, std::ptrdiff_t rowLength) const {
+    ResponseCube responses;
+    for (int row = 0; row < 3; ++row)
+      for (int column = 0; column < 3; ++column) {
+        const auto sizes = responsesAt(sums_, size_, (y + row - 1) * rowLength + x + column - 1);
+        for (std::size_t i = 0; i < 3; ++i)
+          responses.at[i][row][column] = sizes[i];
+      }
+    return responses;
   }
 
   // Refines the extremum at (x, y) and keeps it if it stays near. Its entries are written first: those beyond the count
   // are scratch.
-  void tryPoint(const ResponseNeighbourhood &rows, int x, int y, int level) {
+  void tryPoint(const ResponseCube &responses, int x, int y, int level) {
     points_.x[count_] = x;
     points_.y[count_] = y;
     points_.scaleCode[count_] = level;
-    const std::optional<SubpixelOffset> offset = refineExtremum(rows, x);
+    const std::optional<SubpixelOffset> offset = refineExtremum(responses);
     if (!offset) {
       std::fprintf(stderr, "%d  %d rejete - resolution impossible\n", y, x);
       return;
@@ -134,7 +148,7 @@ private:
     return static_cast<std::int32_t>(coordinate << level);
   }
 
-  IntegralView integral_;
+  const std::uint16_t *sums_;
   Size size_;
   int maxPoints_;
   FeaturePointsView points_;
@@ -142,28 +156,52 @@ private:
   int count_ = 0;
 };
 
+// Whether the descriptor's square and the row and column before it lie inside the image around every point.
+bool squaresLieInside(Size size, const PointsToDescribe &points) {
+  for (int i = 0; i < points.count; ++i)
+    if (points.x[i] < kReachBefore || points.y[i] < kReachBefore || points.x[i] >= size.width - kReachAfter ||
+        points.y[i] >= size.height - kReachAfter)
+      return false;
+  return true;
+}
+
+Status describe(const std::uint8_t *grey, Size size, const std::uint16_t *sums, const PointsToDescribe &points) {
+  if (squaresLieInside(size, points)) {
+    describePoints(IntegralView<std::uint16_t>{sums, size.width}, points);
+    return Status::Ok;
+  }
+  // Points of several levels. A box around one of them may begin in one row of the image and end in the next: what its
+  // corners then make takes more than 16 bits.
+  auto wide = Buffer<std::uint32_t>::zeroed(static_cast<std::size_t>(packedSamples(size, 1)));
+  if (!wide) return Status::OutOfMemory;
+  fillIntegral(grey, size, wide.data());
+  describePoints(IntegralView<std::uint32_t>{wide.data(), size.width}, points);
+  return Status::Ok;
+}
+
 } // namespace
 
 DetectionResult detectPoints(const std::uint8_t *grey, Size size, int levels, int maxPoints,
                              const FeaturePointsView &points) {
   if (size.width < 1 || size.height < 1) return {};
-  auto sums = Buffer<std::uint32_t>::zeroed(static_cast<std::size_t>(packedSamples(size, 1)));
+  auto sums = Buffer<std::uint16_t>::zeroed(static_cast<std::size_t>(packedSamples(size, 1)));
   if (!sums) return {.status = Status::OutOfMemory};
   fillIntegral(grey, size, sums.data());
-  const IntegralView integral = {sums.data(), size.width};
 
-  Scan scan(integral, size, levels, maxPoints, points);
+  Scan scan(sums.data(), size, levels, maxPoints, points);
   for (int level = 0; level < levels && !scan.isFull(); ++level) {
     if (const Status status = scan.level(level); status != Status::Ok) return {.status = status};
     const bool changed = scan.convertToPixels();
     // Nor will any later, still smaller level scan or change anything.
     if (!changed && !isScanned(levelSize(size, level))) break;
   }
-  describePoints(integral, {.count = scan.count(),
-                            .x = points.x,
-                            .y = points.y,
-                            .scaleCode = points.scaleCode,
-                            .descriptor = points.descriptor});
+  const Status described = describe(grey, size, sums.data(),
+                                    {.count = scan.count(),
+                                     .x = points.x,
+                                     .y = points.y,
+                                     .scaleCode = points.scaleCode,
+                                     .descriptor = points.descriptor});
+  if (described != Status::Ok) return {.status = described};
   return {.count = scan.count()};
 }
 

@@ -15,8 +15,8 @@ struct DetectionResult {
 };
 
 // Fills points with up to maxPoints + 1 points of the packed grey image, in the order of the scan: rows from top to
-// bottom, columns from left to right. levels is 1 for every use inside the library; see ResponseRows.h for what more
-// levels look at. Writes a line to standard error for each extremum whose position cannot be refined.
+// bottom, columns from left to right. levels is 1 for every use inside the library; what more levels look at is told in
+// BlobDetector.cpp. Writes a line to standard error for each extremum whose position cannot be refined.
 DetectionResult detectPoints(const std::uint8_t *grey, Size size, int levels, int maxPoints,
                              const FeaturePointsView &points);
 

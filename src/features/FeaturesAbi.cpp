@@ -46,7 +46,7 @@ int vddetect(int levels, int width, int height, int maxPoints, int, int, const u
 
 void vddescriptor(int count, unsigned int width, const int32_t *x, const int32_t *y, int32_t *scaleCode,
                   const uint32_t *integral, float *descriptor) {
-  describePoints({integral, static_cast<std::ptrdiff_t>(width)},
+  describePoints(IntegralView<std::uint32_t>{integral, static_cast<std::ptrdiff_t>(width)},
                  {.count = count, .x = x, .y = y, .scaleCode = scaleCode, .descriptor = descriptor});
 }
 

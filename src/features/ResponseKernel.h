@@ -1,22 +1,38 @@
 // The blob response: the determinant of the Hessian with box filters for derivatives, at three filter sizes.
 #pragma once
 
+#include "base/ImageView.h"
 #include "features/IntegralImage.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
 
 namespace vindrel {
 
-// Responses are defined where the largest filter has this many pixels on every side.
-constexpr int kResponseMargin = 20;
-
-// One row, or part of one, of each response map.
-struct ResponseSpans {
-  float *size9 = nullptr;
-  float *size15 = nullptr;
-  float *size21 = nullptr;
+// The responses of the three filter sizes, in rising order, at a pixel and the eight around it: [size][row][column],
+// with a column that only completes the vectors.
+struct ResponseCube {
+  float at[3][3][4] = {};
 };
 
-// Computes the responses at columns begin .. end - 1 of a row into out.size*[0 .. end - begin - 1]. The row and the
-// columns keep kResponseMargin from every border of the image.
-void responseRow(IntegralView integral, int row, int begin, int end, ResponseSpans out);
+// Whether the size-15 response in the middle is either at least kLeastResponse and strictly greater, or at most
+// -kLeastResponse and strictly smaller, than all 26 others.
+bool isExtremum(const ResponseCube &responses);
+
+// A pixel whose size-15 response is an extremum.
+struct Extremum {
+  std::int32_t column = 0;
+  ResponseCube responses;
+};
+
+// Of count columns of a row, keeps those with an extremum, in their order, and returns how many they are. estimates are
+// those of the row (see CandidateKernel.h). Row and columns keep kScanMargin from every border of the image. extrema
+// has room for count; the columns are overwritten.
+int keepExtrema(IntegralView<std::uint16_t> integral, int row, const float *estimates, std::int32_t *columns, int count,
+                Extremum *extrema);
+
+// The responses of the three sizes at a linear index of the image; 0 nearer than kResponseMargin to a border.
+std::array<float, 3> responsesAt(const std::uint16_t *sums, Size size, std::ptrdiff_t index);
 
 } // namespace vindrel

@@ -4,11 +4,11 @@
 
 namespace vindrel {
 
-std::optional<SubpixelOffset> refineExtremum(const ResponseNeighbourhood &rows, int x) {
-  // Each map at column x + dx of row y + dy.
-  const auto m9 = [&](int dx, int dy) { return static_cast<double>(rows.size9[dy + 1][x + dx]); };
-  const auto m15 = [&](int dx, int dy) { return static_cast<double>(rows.size15[dy + 1][x + dx]); };
-  const auto m21 = [&](int dx, int dy) { return static_cast<double>(rows.size21[dy + 1][x + dx]); };
+std::optional<SubpixelOffset> refineExtremum(const ResponseCube &cube) {
+  // The response of each size dx columns and dy rows away.
+  const auto m9 = [&](int dx, int dy) { return static_cast<double>(cube.at[0][dy + 1][dx + 1]); };
+  const auto m15 = [&](int dx, int dy) { return static_cast<double>(cube.at[1][dy + 1][dx + 1]); };
+  const auto m21 = [&](int dx, int dy) { return static_cast<double>(cube.at[2][dy + 1][dx + 1]); };
 
   const double twice = 2 * m15(0, 0);
   const double xx = m15(1, 0) + m15(-1, 0) - twice;

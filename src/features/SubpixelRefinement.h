@@ -2,7 +2,7 @@
 // through its neighbours (Brown and Lowe 2002, "Invariant features from interest point groups").
 #pragma once
 
-#include "features/ResponseRows.h"
+#include "features/ResponseKernel.h"
 
 #include <cstdint>
 #include <optional>
@@ -21,9 +21,9 @@ struct Tolerances {
   float size = 0;     // steps between filter sizes
 };
 
-// The offset of the extremum at column x of the middle row, or nothing when its Hessian is singular. Map values are
+// The offset of the extremum from the middle of the cube, or nothing when its Hessian is singular. Responses are
 // widened to double before they are subtracted.
-std::optional<SubpixelOffset> refineExtremum(const ResponseNeighbourhood &rows, int x);
+std::optional<SubpixelOffset> refineExtremum(const ResponseCube &cube);
 
 // True when the offset is within the tolerances, which themselves are inside; an undefined offset is not.
 bool isWithin(const SubpixelOffset &offset, Tolerances tolerances);

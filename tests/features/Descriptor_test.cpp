@@ -1,11 +1,14 @@
 #include "VindrelRegLib.h"
+#include "features/Descriptor.h"
 #include "reference/Features.h"
+#include "support/EveryTarget.h"
 #include "support/FeatureScenes.h"
 #include "support/GuardedBuffer.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 #include <vector>
 
 namespace vindrel::test {
@@ -23,43 +26,83 @@ Described describe(const reference::Image &image, std::int32_t x, std::int32_t y
   return result;
 }
 
+// Points wherever a square fits, described from the entries of the flat interface and from the detector's own.
 TEST(Descriptor, MatchesTheReferenceBitForBit) {
   for (const int width : {33, 40, 61})
     for (const bool blobs : {false, true}) {
-      const reference::Image image = blobs ? blobImage(width, 50, 1) : noiseImage(width, 50, 1);
+      const int height = 50;
+      const reference::Image image = blobs ? blobImage(width, height, 1) : noiseImage(width, height, 1);
       const auto sums = reference::integral(image);
-      std::vector<std::int32_t> x, y, scaleCode, expectedCode;
-      for (std::int32_t py = 17; py <= 50 - 16; py += 3)
+      const std::vector<std::uint16_t> words(sums.begin(), sums.end());
+      std::vector<std::int32_t> x, y, scaleCode;
+      for (std::int32_t py = 17; py <= height - 16; py += 3)
         for (std::int32_t px = 17; px <= width - 16; px += 2) {
           x.push_back(px);
           y.push_back(py);
           scaleCode.push_back((px * 7 + py * 13) % 101 - 50);
         }
-      expectedCode = scaleCode;
-      GuardedBuffer<float> descriptor(64 * x.size());
-      vddescriptor(static_cast<int>(x.size()), static_cast<unsigned>(width), x.data(), y.data(), scaleCode.data(),
-                   sums.data(), descriptor.data());
+      std::vector<std::int32_t> expectedCode = scaleCode;
       std::vector<float> expected(64 * x.size());
       for (std::size_t i = 0; i < x.size(); ++i)
         reference::describe({sums.data(), width}, y[i] * width + x[i], expectedCode[i], &expected[64 * i]);
-      EXPECT_EQ(expected, descriptor.copy());
-      EXPECT_EQ(expectedCode, scaleCode);
-      EXPECT_TRUE(descriptor.guardsIntact());
+      onEveryTarget([&, width = width] {
+        for (std::size_t count = 0; count <= x.size(); count += count < 20 ? 1 : 7) {
+          std::vector<std::int32_t> fromInts = scaleCode, fromWords = scaleCode;
+          GuardedBuffer<float> descriptor(64 * count), wordDescriptor(64 * count);
+          vddescriptor(static_cast<int>(count), static_cast<unsigned>(width), x.data(), y.data(), fromInts.data(),
+                       sums.data(), descriptor.data());
+          describePoints(IntegralView<std::uint16_t>{words.data(), width}, {.count = static_cast<int>(count),
+                                                                            .x = x.data(),
+                                                                            .y = y.data(),
+                                                                            .scaleCode = fromWords.data(),
+                                                                            .descriptor = wordDescriptor.data()});
+          const std::vector<float> firstExpected(expected.begin(), expected.begin() + 64 * count);
+          ASSERT_EQ(firstExpected, descriptor.copy());
+          ASSERT_EQ(firstExpected, wordDescriptor.copy());
+          for (std::size_t i = 0; i < x.size(); ++i) {
+            ASSERT_EQ(i < count ? expectedCode[i] : scaleCode[i], fromInts[i]);
+            ASSERT_EQ(fromInts[i], fromWords[i]);
+          }
+          EXPECT_TRUE(descriptor.guardsIntact());
+          EXPECT_TRUE(wordDescriptor.guardsIntact());
+        }
+      });
     }
+}
+
+TEST(Descriptor, TakesTheIntegralImageAsItIs) {
+  // Not the sums of any image: boxes hold far more than 16 bits, of either sign.
+  const int side = 40;
+  std::mt19937 random(7);
+  std::vector<std::uint32_t> sums(side * side);
+  for (auto &sum : sums)
+    sum = static_cast<std::uint32_t>(random()) >> 8;
+  std::int32_t expectedCode = -30;
+  std::vector<float> expected(64);
+  reference::describe({sums.data(), side}, 20 * side + 20, expectedCode, expected.data());
+  onEveryTarget([&] {
+    std::int32_t x = 20, y = 20, scaleCode = -30;
+    GuardedBuffer<float> descriptor(64);
+    vddescriptor(1, side, &x, &y, &scaleCode, sums.data(), descriptor.data());
+    EXPECT_EQ(expected, descriptor.copy());
+    EXPECT_EQ(expectedCode, scaleCode);
+  });
 }
 
 TEST(Descriptor, TakesNothingBeforeTheFirstPixelForPointsNearTheCorner) {
   const reference::Image image = noiseImage(48, 48, 2);
   const auto sums = reference::integral(image);
-  for (std::int32_t y = 0; y <= 17; ++y)
-    for (std::int32_t x = 0; x <= 17; ++x) {
-      std::int32_t expectedCode = 30;
-      std::vector<float> expected(64);
-      reference::describe({sums.data(), 48}, y * 48 + x, expectedCode, expected.data());
-      const Described result = describe(image, x, y, 30);
-      EXPECT_EQ(expected, result.descriptor);
-      EXPECT_EQ(expectedCode, result.scaleCode);
-    }
+  onEveryTarget([&] {
+    for (std::int32_t y = 0; y <= 17; ++y)
+      for (std::int32_t x = 0; x <= 17; ++x) {
+        std::int32_t expectedCode = 30;
+        std::vector<float> expected(64);
+        reference::describe({sums.data(), 48}, y * 48 + x, expectedCode, expected.data());
+        const Described result = describe(image, x, y, 30);
+        ASSERT_EQ(expected, result.descriptor);
+        EXPECT_EQ(expectedCode, result.scaleCode);
+      }
+  });
 }
 
 TEST(Descriptor, IsAllZeroInAUniformRegionAndAtDistanceOneFromAnyUnitDescriptor) {

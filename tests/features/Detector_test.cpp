@@ -1,5 +1,6 @@
 #include "VindrelRegLib.h"
 #include "reference/Features.h"
+#include "support/EveryTarget.h"
 #include "support/FailingAllocation.h"
 #include "support/FeatureScenes.h"
 #include "support/GuardedBuffer.h"
@@ -34,24 +35,25 @@ std::vector<T> first(const GuardedBuffer<T> &buffer, std::size_t count) {
   return {buffer.data(), buffer.data() + count};
 }
 
-// Returns the count, after comparing everything with the reference.
+// Returns the count, after comparing everything with the reference on every instruction set.
 int comparesWithReference(const reference::Image &image, int levels, int maxPoints) {
   SCOPED_TRACE(testing::Message() << image.width << " x " << image.height << ", " << levels << " levels, at most "
                                   << maxPoints);
   const reference::Points expected = reference::detect(image, levels, maxPoints);
-  Detected detected(maxPoints);
-  testing::internal::CaptureStderr();
-  const int count = detected.run(image, levels, maxPoints);
-  EXPECT_EQ(expected.rejections, testing::internal::GetCapturedStderr());
-  EXPECT_EQ(static_cast<int>(expected.x.size()), count);
-  if (count != static_cast<int>(expected.x.size())) return count;
-  const auto n = static_cast<std::size_t>(count);
-  EXPECT_EQ(expected.x, first(detected.x, n));
-  EXPECT_EQ(expected.y, first(detected.y, n));
-  EXPECT_EQ(expected.scaleCode, first(detected.scaleCode, n));
-  EXPECT_EQ(expected.descriptor, first(detected.descriptor, 64 * n));
-  EXPECT_TRUE(detected.guardsIntact());
-  return count;
+  onEveryTarget([&] {
+    Detected detected(maxPoints);
+    testing::internal::CaptureStderr();
+    const int count = detected.run(image, levels, maxPoints);
+    EXPECT_EQ(expected.rejections, testing::internal::GetCapturedStderr());
+    ASSERT_EQ(static_cast<int>(expected.x.size()), count);
+    const auto n = static_cast<std::size_t>(count);
+    EXPECT_EQ(expected.x, first(detected.x, n));
+    EXPECT_EQ(expected.y, first(detected.y, n));
+    EXPECT_EQ(expected.scaleCode, first(detected.scaleCode, n));
+    EXPECT_EQ(expected.descriptor, first(detected.descriptor, 64 * n));
+    EXPECT_TRUE(detected.guardsIntact());
+  });
+  return static_cast<int>(expected.x.size());
 }
 
 TEST(Detection, MatchesTheReferenceBitForBitOverAwkwardSizes) {

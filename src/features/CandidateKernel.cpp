@@ -1,0 +1,182 @@
+// The filter's sums are taken down the columns first, for a whole row, and along the row then: 20 reads a pixel instead
+// of the 32 that its boxes have corners. They are taken in 16 bits, which wrap, but not around what comes out: |Dxx|
+// and |Dyy| are at most 22950 and |Dxy| at most 12750.
+#include "features/CandidateKernel.h"
+
+#include "features/BoxFilter.h"
+
+#include <bit>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "features/CandidateKernel.cpp"
+#include <hwy/foreach_target.h>
+
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace vindrel::HWY_NAMESPACE {
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Floats = hn::ScalableTag<float>;
+using Ints = hn::RebindToSigned<Floats>;
+using Words = hn::ScalableTag<std::int16_t>;
+using Sums = hn::RebindToUnsigned<Words>;
+using WordVector = hn::Vec<Words>;
+
+static_assert(hn::MaxLanes(Words()) <= kCandidateSlack);
+static_assert(hn::MaxLanes(Floats()) <= 16); // bits of a mask that are looked at
+
+constexpr int kBlock = 64; // columns looked at together
+static_assert(kBlock <= kCandidateSlack);
+
+// A response of the least size, before its weight: 10000 x 193 / 25, rounded down by more than the rounding of the
+// response to single precision can have lifted it.
+constexpr float kLeastDeterminant = 77199;
+// Of two responses, the one whose estimate is less by more is the smaller one: two errors, and room for the rounding of
+// their sum with an estimate, which is below 2^30.
+constexpr float kTie = 256;
+static_assert(kTie >= 2 * kEstimateError + 32);
+
+HWY_INLINE WordVector minus(WordVector a, WordVector b) {
+  return hn::Sub(a, b);
+}
+
+// S(l3) - S(l0) - 3 (S(l2) - S(l1)), where the middle lobe counts once in the first difference.
+HWY_INLINE WordVector lobes(WordVector s0, WordVector s1, WordVector s2, WordVector s3) {
+  const WordVector inner = minus(s2, s1);
+  return minus(minus(s3, s0), hn::Add(inner, hn::Add(inner, inner)));
+}
+
+// The first square minus the second.
+HWY_INLINE WordVector squares(WordVector s0, WordVector s1, WordVector s2, WordVector s3) {
+  return minus(minus(s1, s0), minus(s3, s2));
+}
+
+// Rows of work space: the combinations of integral rows that each derivative takes its columns from, and the
+// derivatives.
+struct Work {
+  std::int16_t *acrossX, *acrossY, *acrossXY, *dxx, *dyy, *dxy;
+};
+
+// Down the columns, as far as the filter reaches to both sides of the pixels estimated.
+void sumColumns(const std::uint16_t *at, std::ptrdiff_t width, std::ptrdiff_t begin, std::ptrdiff_t end,
+                const Work &work) {
+  const Words words;
+  const Sums sums;
+  const auto step = static_cast<std::ptrdiff_t>(hn::Lanes(words));
+  for (std::ptrdiff_t x = begin; x < end; x += step) {
+    const auto row = [=](int y) HWY_ATTR { return hn::BitCast(words, hn::LoadU(sums, at + y * width + x)); };
+    hn::StoreU(minus(row(kSize15.breadth[1]), row(kSize15.breadth[0])), words, work.acrossX + x);
+    hn::StoreU(lobes(row(kSize15.lobe[0]), row(kSize15.lobe[1]), row(kSize15.lobe[2]), row(kSize15.lobe[3])), words,
+               work.acrossY + x);
+    hn::StoreU(squares(row(kSize15.square[0]), row(kSize15.square[1]), row(kSize15.square[2]), row(kSize15.square[3])),
+               words, work.acrossXY + x);
+  }
+}
+
+// Along the row.
+void sumRow(std::ptrdiff_t begin, std::ptrdiff_t end, const Work &work) {
+  const Words words;
+  const auto step = static_cast<std::ptrdiff_t>(hn::Lanes(words));
+  for (std::ptrdiff_t x = begin; x < end; x += step) {
+    const auto xx = [=](int c) HWY_ATTR { return hn::LoadU(words, work.acrossX + x + c); };
+    const auto yy = [=](int c) HWY_ATTR { return hn::LoadU(words, work.acrossY + x + c); };
+    const auto xy = [=](int c) HWY_ATTR { return hn::LoadU(words, work.acrossXY + x + c); };
+    hn::StoreU(lobes(xx(kSize15.lobe[0]), xx(kSize15.lobe[1]), xx(kSize15.lobe[2]), xx(kSize15.lobe[3])), words,
+               work.dxx + x);
+    hn::StoreU(minus(yy(kSize15.breadth[1]), yy(kSize15.breadth[0])), words, work.dyy + x);
+    hn::StoreU(squares(xy(kSize15.square[0]), xy(kSize15.square[1]), xy(kSize15.square[2]), xy(kSize15.square[3])),
+               words, work.dxy + x);
+  }
+}
+
+HWY_INLINE hn::Vec<Floats> floats(const std::int16_t *words) {
+  const Ints ints;
+  return hn::ConvertTo(Floats(), hn::PromoteTo(ints, hn::LoadU(hn::Rebind<std::int16_t, Ints>(), words)));
+}
+
+void multiply(std::ptrdiff_t begin, std::ptrdiff_t end, const Work &work, float *HWY_RESTRICT estimates) {
+  const Floats tag;
+  const auto step = static_cast<std::ptrdiff_t>(hn::Lanes(tag));
+  const hn::Vec<Floats> weight = hn::Set(tag, static_cast<float>(kMixedWeight));
+  for (std::ptrdiff_t x = begin; x < end; x += step) {
+    const hn::Vec<Floats> mixed = floats(work.dxy + x);
+    hn::StoreU(hn::Sub(hn::Mul(floats(work.dxx + x), floats(work.dyy + x)), hn::Mul(hn::Mul(weight, mixed), mixed)),
+               tag, estimates + x);
+  }
+}
+
+void estimate(IntegralView<std::uint16_t> integral, int row, std::int16_t *work, float *estimates) {
+  const std::ptrdiff_t width = integral.width, stride = width + kCandidateSlack;
+  const std::ptrdiff_t begin = kResponseMargin, end = width - kResponseMargin;
+  const Work rows = {work, work + stride, work + 2 * stride, work + 3 * stride, work + 4 * stride, work + 5 * stride};
+  // The last vectors reach past the row's end, where the image goes on below.
+  sumColumns(integral.sums + row * width, width, begin + kSize15.lobe[0], end + kSize15.lobe[3], rows);
+  sumRow(begin, end, rows);
+  multiply(begin, end, rows, estimates);
+}
+
+// Whether any of the estimates from x to the end of its block is large enough.
+HWY_INLINE bool anyIsLarge(const float *at) {
+  const Floats tag;
+  hn::Vec<Floats> greatest = hn::Zero(tag);
+  for (std::size_t i = 0; i < kBlock; i += hn::Lanes(tag))
+    greatest = hn::Max(greatest, hn::Abs(hn::LoadU(tag, at + i)));
+  return !hn::AllFalse(tag, hn::Ge(greatest, hn::Set(tag, kLeastDeterminant - kEstimateError)));
+}
+
+// A bit for each of the estimates at x and behind that may be extrema.
+HWY_INLINE std::uint64_t extremumBits(const float *above, const float *at, const float *below) {
+  const Floats tag;
+  const hn::Vec<Floats> least = hn::Set(tag, kLeastDeterminant - kEstimateError), tie = hn::Set(tag, kTie);
+  const hn::Vec<Floats> here = hn::LoadU(tag, at);
+  hn::Vec<Floats> greatest = here, smallest = here;
+  for (const float *row : {above, at, below})
+    for (int dx = -1; dx <= 1; ++dx) {
+      const hn::Vec<Floats> other = hn::LoadU(tag, row + dx);
+      greatest = hn::Max(greatest, other);
+      smallest = hn::Min(smallest, other);
+    }
+  const auto maxima = hn::And(hn::Ge(here, least), hn::Ge(hn::Add(here, tie), greatest));
+  const auto minima = hn::And(hn::Le(here, hn::Neg(least)), hn::Le(hn::Sub(here, tie), smallest));
+  std::uint8_t bytes[8] = {};
+  hn::StoreMaskBits(tag, hn::Or(maxima, minima), bytes);
+  return bytes[0] | static_cast<std::uint64_t>(bytes[1]) << 8;
+}
+
+// Bits are collected for a block before they are looked at: which vectors have some is too irregular to branch on.
+int find(const float *above, const float *at, const float *below, int begin, int end, std::int32_t *columns) {
+  int count = 0;
+  for (int x = begin; x < end; x += kBlock) {
+    if (!anyIsLarge(at + x)) continue;
+    std::uint64_t bits = 0;
+    for (int i = 0; i < kBlock; i += static_cast<int>(hn::Lanes(Floats())))
+      bits |= extremumBits(above + x + i, at + x + i, below + x + i) << i;
+    if (end - x < kBlock) bits &= (std::uint64_t{1} << (end - x)) - 1;
+    for (; bits != 0; bits &= bits - 1)
+      columns[count++] = x + std::countr_zero(bits);
+  }
+  return count;
+}
+
+} // namespace
+} // namespace vindrel::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace vindrel {
+
+HWY_EXPORT(estimate);
+HWY_EXPORT(find);
+
+void estimateRow(IntegralView<std::uint16_t> integral, int row, std::int16_t *work, float *estimates) {
+  HWY_DYNAMIC_DISPATCH(estimate)(integral, row, work, estimates);
+}
+
+int findCandidates(const float *above, const float *at, const float *below, int begin, int end, std::int32_t *columns) {
+  return HWY_DYNAMIC_DISPATCH(find)(above, at, below, begin, end, columns);
+}
+
+} // namespace vindrel
+#endif
