@@ -1,13 +1,20 @@
 // Nearest descriptor within a window of displacement, with a ratio test in the manner of Lowe 2004, "Distinctive image
 // features from scale-invariant keypoints". Here the best distance is held against the distance that was best before
 // it, not against the second-smallest one, so a runner-up seen after the best does not count.
+//
+// A candidate that is no nearer than one before it changes nothing. So only those count whose estimated distance leaves
+// room for being nearer, about the logarithm of their number, and mostly their estimates settle the match: its distance
+// is then the only one computed.
 #include "features/PairMatcher.h"
 
 #include "base/Buffer.h"
 #include "features/Descriptor.h"
-#include "features/PairDistanceKernel.h"
+#include "features/PairSearchKernel.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <limits>
 #include <optional>
 
 namespace vindrel {
@@ -20,111 +27,219 @@ constexpr float kNoDistance = 1e8f;
 // A match must be this much better than the candidate it displaced. Compared in double precision: the float nearest
 // 0.4 lies above it and fails.
 constexpr double kGreatestRatio = 0.4;
+// Estimates are each up to kEstimateFactor off.
+constexpr float kRatioSlack = kEstimateFactor * kEstimateFactor * kEstimateFactor;
 // The search ends with this many matches.
 constexpr int kMatchLimit = 100001;
-// From this many wanted distances on, a whole group of lanes is cheaper than one at a time.
-constexpr int kWorthwhileLanes = 4;
+// Matches whose distances are computed together.
+constexpr int kPendingMatches = 64;
 
 struct Match {
-  std::int32_t indexA;
-  std::int32_t indexB;
-  float distance;
+  std::int32_t indexA = 0;
+  std::int32_t indexB = 0;
+  float distance = 0;
 };
 
-// The limits of one A point; wide enough for any position plus any range.
-struct Limits {
-  std::int64_t scaleLow, scaleHigh, xLow, xHigh, yLow, yHigh;
-};
-
-Limits limitsAround(const FeatureSet &a, std::ptrdiff_t i, MatchWindow window) {
-  const std::int64_t scale = a.scaleCode[i], x = a.x[i], y = a.y[i];
-  return {scale - kScaleWindow, scale + kScaleWindow, x - window.rangeX,
-          x + window.rangeX,    y - window.rangeY,    y + window.rangeY};
+// The int nearest to a bound: what lies within two bounds around an int stays the same, and nothing stays nothing.
+std::int32_t bound(std::int64_t value) {
+  using Limits = std::numeric_limits<std::int32_t>;
+  return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, Limits::min(), Limits::max()));
 }
 
-// Measures the candidates of one set B again and again.
+PairLimits limitsAround(const FeatureSet &a, std::ptrdiff_t i, MatchWindow window) {
+  const std::int64_t scale = a.scaleCode[i], x = a.x[i], y = a.y[i];
+  return {.scaleLow = bound(scale - kScaleWindow),
+          .scaleHigh = bound(scale + kScaleWindow),
+          .xLow = bound(x - window.rangeX),
+          .xHigh = bound(x + window.rangeX),
+          .yLow = bound(y - window.rangeY),
+          .yHigh = bound(y + window.rangeY)};
+}
+
+// Searches one set B again and again.
 class Candidates {
 public:
   // Test before use: false means out of memory.
   explicit Candidates(const FeatureSet &b)
-      : b_(b), interleaved_(Buffer<float>::zeroed(groupCount(b.count) * kGroupFloats)),
-        highestScale_(Buffer<std::int32_t>::zeroed(groupCount(b.count))),
-        ascending_(std::is_sorted(b.y, b.y + b.count)) {
+      : b_(b), columns_(Buffer<std::int32_t>::zeroed(3 * room())), highestBefore_(Buffer<std::int32_t>::zeroed(room())),
+        listed_(Buffer<std::int32_t>::zeroed(room())), estimates_(Buffer<float>::zeroed(room())),
+        lowestRow_(Buffer<std::int32_t>::zeroed(room())) {
     if (!*this) return;
-    for (std::size_t g = 0; g < groupCount(b.count); ++g) {
-      const int first = static_cast<int>(g) * kDistanceLanes;
-      const int count = std::min(kDistanceLanes, b.count - first);
-      interleave(descriptor(first), count, interleaved_.data() + g * kGroupFloats);
-      const std::int32_t highest = *std::max_element(b.scaleCode + first, b.scaleCode + first + count);
-      highestScale_[g] = g == 0 ? highest : std::max(highest, highestScale_[g - 1]);
+    std::int32_t *x = columns_.data(), *y = x + room(), *scaleCode = y + room();
+    std::copy_n(b.x, b.count, x);
+    std::copy_n(b.y, b.count, y);
+    std::copy_n(b.scaleCode, b.count, scaleCode);
+    set_ = {.count = b.count, .x = x, .y = y, .scaleCode = scaleCode, .descriptor = b.descriptor};
+    highestBefore_[0] = std::numeric_limits<std::int32_t>::min();
+    std::int32_t lowest = std::numeric_limits<std::int32_t>::min(), highest = lowest;
+    for (int j = 0; j < b.count; ++j) {
+      lowestRow_[static_cast<std::size_t>(j)] = lowest = std::max(lowest, b.y[j]);
+      highestBefore_[static_cast<std::size_t>(j) + 1] = highest = std::max(highest, b.scaleCode[j]);
     }
   }
-  explicit operator bool() const { return interleaved_ && highestScale_; }
+  explicit operator bool() const { return columns_ && highestBefore_ && listed_ && estimates_ && lowestRow_; }
 
-  // The match of A point i, if it has one.
-  std::optional<Match> bestFor(const FeatureSet &a, int i, MatchWindow window) const {
-    const Limits limits = limitsAround(a, i, window);
-    const float *descriptorA = a.descriptor + static_cast<std::ptrdiff_t>(kDescriptorLength) * i;
+  // The B point that A point i matches, if there is one.
+  std::optional<int> matchOf(const FeatureSet &a, int i, MatchWindow window) {
+    const PairLimits limits = limitsAround(a, i, window);
+    goToFirstRow(limits.yLow);
+    if (highestBefore_[static_cast<std::size_t>(first_)] > limits.scaleHigh) return std::nullopt;
+    const int inWindow = listWindow(set_, first_, limits, listed_.data());
+    if (inWindow == 0) return std::nullopt;
+    const float *descriptor = a.descriptor + static_cast<std::ptrdiff_t>(kDescriptorLength) * i;
+    const int near = keepNear(set_, descriptor, listed_.data(), inWindow, estimates_.data());
+    switch (judge(near)) {
+    case Verdict::LastMatches:
+      return listed_[static_cast<std::size_t>(near) - 1];
+    case Verdict::NoneMatches:
+      return std::nullopt;
+    case Verdict::Uncertain:
+      break;
+    }
+    return measured(descriptor, near);
+  }
+
+private:
+  std::size_t room() const { return static_cast<std::size_t>(b_.count) + kSearchSlack; }
+
+  // All points before the first one that a row of the window or a later one has led to would be skipped, unless one of
+  // them ends the search by its scale. A's rows ascend, nearly, so that each search starts near the one before.
+  void goToFirstRow(std::int32_t yLow) {
+    const std::int32_t *lowestRow = lowestRow_.data();
+    if (first_ > 0 && lowestRow[first_ - 1] >= yLow)
+      first_ = static_cast<int>(std::lower_bound(lowestRow, lowestRow + first_, yLow) - lowestRow);
+    while (first_ < set_.count && lowestRow[first_] < yLow)
+      ++first_;
+  }
+
+  enum class Verdict { LastMatches, NoneMatches, Uncertain };
+
+  static bool isReliable(float estimate) {
+    const bool inRange = (estimate >= kLeastReliableEstimate) & (estimate < kNoDistance / kEstimateFactor);
+    return inRange | (estimate == 0);
+  }
+
+  // What the estimates of the near points say for certain.
+  Verdict judge(int near) const {
+    const float *estimates = estimates_.data();
+    const float last = estimates[near - 1];
+    float before = kNoDistance; // the least but the last
+    bool reliable = isReliable(last);
+    for (int n = 0; n < near - 1; ++n) {
+      reliable &= isReliable(estimates[n]);
+      before = std::min(before, estimates[n]);
+    }
+    if (!reliable) return Verdict::Uncertain;
+    if (near == 1) return Verdict::LastMatches;
+    const float ratio = last / before;
+    if (!(last * kEstimateFactor < before)) return Verdict::Uncertain;
+    if (static_cast<double>(ratio * kRatioSlack) < kGreatestRatio) return Verdict::LastMatches;
+    return static_cast<double>(ratio / kRatioSlack) > kGreatestRatio ? Verdict::NoneMatches : Verdict::Uncertain;
+  }
+
+  // The match by the distances of the near points.
+  std::optional<int> measured(const float *descriptor, int near) const {
     float best = kNoDistance, second = kNoDistance;
     int bestIndex = 0;
-    bool stopped = false;
-    for (int first = firstGroup(limits); first < b_.count && !stopped; first += kDistanceLanes) {
-      int wanted[kDistanceLanes];
-      int count = 0;
-      const int end = std::min(b_.count, first + kDistanceLanes);
-      for (int j = first; j < end; ++j) {
-        // Both exits rely on B being in the order of detection: rows ascending. The one on the scale ends the scan at
-        // the first point beyond the window wherever it lies.
-        if (b_.scaleCode[j] < limits.scaleLow) continue;
-        if (b_.scaleCode[j] > limits.scaleHigh || (b_.y[j] >= limits.yLow && b_.y[j] > limits.yHigh)) {
-          stopped = true;
-          break;
-        }
-        if (b_.y[j] < limits.yLow || b_.x[j] < limits.xLow || b_.x[j] > limits.xHigh) continue;
-        wanted[count++] = j;
-      }
-      if (count == 0) continue;
-      float lanes[kDistanceLanes];
-      const bool together = count >= kWorthwhileLanes;
-      if (together)
-        laneDistances(descriptorA, interleaved_.data() + static_cast<std::ptrdiff_t>(first) * kDescriptorLength, lanes);
-      for (int w = 0; w < count; ++w) {
-        const int j = wanted[w];
-        const float distance =
-            together ? lanes[j - first] : descriptorDistance(descriptorA, descriptor(j), kDescriptorLength);
-        if (distance < best) {
-          second = best;
-          best = distance;
-          bestIndex = j;
-        }
+    for (int n = 0; n < near; ++n) {
+      const int j = listed_[static_cast<std::size_t>(n)];
+      const float distance = descriptorDistance(
+          descriptor, b_.descriptor + static_cast<std::ptrdiff_t>(kDescriptorLength) * j, kDescriptorLength);
+      if (distance < best) {
+        second = best;
+        best = distance;
+        bestIndex = j;
       }
     }
     if (best >= kNoDistance) return std::nullopt;
     if (second < kNoDistance && second > 0 && static_cast<double>(best / second) > kGreatestRatio) return std::nullopt;
-    return Match{i, bestIndex, best};
+    return bestIndex;
+  }
+
+  FeatureSet b_;
+  SearchedSet set_;
+  Buffer<std::int32_t> columns_;       // copies of B's, with room for whole vectors
+  Buffer<std::int32_t> highestBefore_; // the greatest scaleCode of the points before each
+  Buffer<std::int32_t> listed_;
+  Buffer<float> estimates_;
+  Buffer<std::int32_t> lowestRow_; // the lowest in the image, up to each point: refined points are not quite in order
+  int first_ = 0;                  // where the search starts
+};
+
+// The matches so far: a B point has only one, with the A point of the least distance, the first of equal ones.
+class MatchTable {
+public:
+  // Test before use: false means out of memory. No A point has two matches, so there is room for all.
+  MatchTable(const FeatureSet &a, const FeatureSet &b)
+      : a_(a), b_(b), matches_(Buffer<Match>::zeroed(mostMatches(a, b))),
+        keys_(Buffer<std::uint64_t>::zeroed(mostMatches(a, b))),
+        entryOfB_(Buffer<std::int32_t>::zeroed(static_cast<std::size_t>(b.count))) {}
+  explicit operator bool() const { return matches_ && keys_ && entryOfB_; }
+
+  bool isFull() const { return count_ == kMatchLimit; }
+
+  void add(int indexA, int indexB) {
+    pending_[pendingCount_] = {indexA, indexB, 0};
+    pairs_[pendingCount_++] = {a_.descriptor + static_cast<std::ptrdiff_t>(kDescriptorLength) * indexA,
+                               b_.descriptor + static_cast<std::ptrdiff_t>(kDescriptorLength) * indexB};
+    if (pendingCount_ == kPendingMatches) settle();
+  }
+
+  // Writes the best matches after all have been added.
+  int write(int maxPairs, const PairsOut &out) {
+    settle();
+    const int written = std::min(maxPairs, count_);
+    if (written < 1) return written;
+    // Of equal distances the earlier entry comes first. Distances are no less than 0, so that their bits ascend with
+    // them.
+    const auto first = keys_.begin();
+    for (int n = 0; n < count_; ++n)
+      first[n] = std::uint64_t{std::bit_cast<std::uint32_t>(matches_[static_cast<std::size_t>(n)].distance)} << 32 |
+                 static_cast<std::uint32_t>(n);
+    if (written < count_) std::nth_element(first, first + written, first + count_);
+    std::sort(first, first + written);
+    for (int n = 0; n < written; ++n) {
+      const Match &match = matches_[first[n] & 0xFFFFFFFF];
+      out.xA[n] = a_.x[match.indexA];
+      out.yA[n] = a_.y[match.indexA];
+      out.xB[n] = b_.x[match.indexB];
+      out.yB[n] = b_.y[match.indexB];
+      out.dist[n] = match.distance;
+    }
+    return written;
   }
 
 private:
-  static constexpr std::size_t kGroupFloats = kDescriptorLength * kDistanceLanes;
-  static constexpr std::size_t groupCount(int count) {
-    return (static_cast<std::size_t>(count) + kDistanceLanes - 1) / kDistanceLanes;
-  }
-  // The first point of the group that the scan can start with; b_.count if it would end before. Where rows ascend, all
-  // points before the window's first row would be skipped, unless one of them ends the scan by its scale.
-  int firstGroup(const Limits &limits) const {
-    if (!ascending_) return 0;
-    const std::int32_t *inWindow = std::lower_bound(b_.y, b_.y + b_.count, limits.yLow);
-    const std::ptrdiff_t group = (inWindow - b_.y) / kDistanceLanes;
-    if (group > 0 && highestScale_[static_cast<std::size_t>(group) - 1] > limits.scaleHigh) return b_.count;
-    return static_cast<int>(group) * kDistanceLanes;
+  static std::size_t mostMatches(const FeatureSet &a, const FeatureSet &b) {
+    return static_cast<std::size_t>(std::min({a.count, b.count, kMatchLimit}));
   }
 
-  const float *descriptor(int j) const { return b_.descriptor + static_cast<std::ptrdiff_t>(kDescriptorLength) * j; }
+  // Enters the pending matches, in their order.
+  void settle() {
+    float distances[kPendingMatches];
+    pairDistances(pairs_, pendingCount_, distances);
+    for (int n = 0; n < pendingCount_ && !isFull(); ++n) {
+      Match match = pending_[n];
+      match.distance = distances[n];
+      std::int32_t &entry = entryOfB_[static_cast<std::size_t>(match.indexB)];
+      if (entry == 0) {
+        matches_[static_cast<std::size_t>(count_)] = match;
+        entry = ++count_;
+      } else if (Match &taken = matches_[static_cast<std::size_t>(entry) - 1]; match.distance < taken.distance) {
+        taken = match;
+      }
+    }
+    pendingCount_ = 0;
+  }
 
-  FeatureSet b_;
-  Buffer<float> interleaved_;         // group g holds points 16 g .. 16 g + 15 of B
-  Buffer<std::int32_t> highestScale_; // of groups 0 .. g
-  bool ascending_;                    // rows never decrease
+  FeatureSet a_, b_;
+  Buffer<Match> matches_;
+  Buffer<std::uint64_t> keys_;    // to sort them by
+  Buffer<std::int32_t> entryOfB_; // 1 + index in matches, 0 for none
+  int count_ = 0;
+  Match pending_[kPendingMatches];
+  DescriptorPair pairs_[kPendingMatches];
+  int pendingCount_ = 0;
 };
 
 } // namespace
@@ -132,45 +247,12 @@ private:
 MatchResult matchPairs(const FeatureSet &a, const FeatureSet &b, MatchWindow window, int maxPairs,
                        const PairsOut &out) {
   if (a.count < 1 || b.count < 1) return {.count = std::min(maxPairs, 0)};
-  const Candidates candidates(b);
-  // A match takes a B point of its own, and no A point has two.
-  const int capacity = std::min({a.count, b.count, kMatchLimit});
-  auto matches = Buffer<Match>::zeroed(static_cast<std::size_t>(capacity));
-  auto entryOfB = Buffer<std::int32_t>::zeroed(static_cast<std::size_t>(b.count)); // 1 + index in matches, 0 for none
-  if (!candidates || !matches || !entryOfB) return {.status = Status::OutOfMemory};
-
-  int count = 0;
-  for (int i = 0; i < a.count && count < kMatchLimit; ++i) {
-    const std::optional<Match> match = candidates.bestFor(a, i, window);
-    if (!match) continue;
-    std::int32_t &entry = entryOfB[static_cast<std::size_t>(match->indexB)];
-    if (entry == 0) {
-      matches[static_cast<std::size_t>(count)] = *match;
-      entry = ++count;
-    } else if (Match &taken = matches[static_cast<std::size_t>(entry - 1)]; match->distance < taken.distance) {
-      taken = *match;
-    }
-  }
-
-  const int written = std::min(maxPairs, count);
-  if (written < 1) return {.count = written};
-  // Of equal distances the earlier entry of the table comes first. That makes the order total, so that the sort need
-  // not be stable.
-  const auto before = [&](const Match &l, const Match &r) {
-    return l.distance != r.distance
-               ? l.distance < r.distance
-               : entryOfB[static_cast<std::size_t>(l.indexB)] < entryOfB[static_cast<std::size_t>(r.indexB)];
-  };
-  std::partial_sort(matches.begin(), matches.begin() + written, matches.begin() + count, before);
-  for (int n = 0; n < written; ++n) {
-    const Match &match = matches[static_cast<std::size_t>(n)];
-    out.xA[n] = a.x[match.indexA];
-    out.yA[n] = a.y[match.indexA];
-    out.xB[n] = b.x[match.indexB];
-    out.yB[n] = b.y[match.indexB];
-    out.dist[n] = match.distance;
-  }
-  return {.count = written};
+  Candidates candidates(b);
+  MatchTable table(a, b);
+  if (!candidates || !table) return {.status = Status::OutOfMemory};
+  for (int i = 0; i < a.count && !table.isFull(); ++i)
+    if (const std::optional<int> match = candidates.matchOf(a, i, window)) table.add(i, *match);
+  return {.count = table.write(maxPairs, out)};
 }
 
 } // namespace vindrel

@@ -1,14 +1,18 @@
 #include "VindrelRegLib.h"
 #include "features/Descriptor.h"
-#include "features/PairDistanceKernel.h"
+#include "features/PairSearchKernel.h"
 #include "reference/PairMatcher.h"
+#include "support/EveryTarget.h"
 #include "support/FailingAllocation.h"
 #include "support/FeatureScenes.h"
 #include "support/GuardedBuffer.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
+#include <random>
 #include <vector>
 
 namespace vindrel::test {
@@ -64,10 +68,12 @@ TEST(FindPaires, MatchesTheReferenceOverWindowsSizesAndCaps) {
         SCOPED_TRACE(testing::Message() << count << " points, range " << range << ", at most " << maxPairs);
         const PointSet a = pointSet(count, 100, 80, 1, 9), b = pointSet(count + count / 5, 100, 80, 2, 9);
         const auto expected = reference::pairs(a, b, range, range / 2, maxPairs);
-        const Matched matched = match(a, b, range, range / 2, maxPairs);
-        ASSERT_EQ(static_cast<int>(expected.size()), matched.result);
-        EXPECT_EQ(expected, matched.pairs);
-        found += matched.result;
+        onEveryTarget([&] {
+          const Matched matched = match(a, b, range, range / 2, maxPairs);
+          ASSERT_EQ(static_cast<int>(expected.size()), matched.result);
+          EXPECT_EQ(expected, matched.pairs);
+          found += matched.result;
+        });
       }
   EXPECT_GT(found, 300);
 }
@@ -78,7 +84,79 @@ TEST(FindPaires, MatchesTheReferenceForPointsInNoOrder) {
   std::shuffle(b.y.begin(), b.y.end(), random);
   for (const int range : {5, 40, 200}) {
     const auto expected = reference::pairs(a, b, range, range, 1000);
-    EXPECT_EQ(expected, match(a, b, range, range, 1000).pairs);
+    onEveryTarget([&] { EXPECT_EQ(expected, match(a, b, range, range, 1000).pairs); });
+  }
+}
+
+TEST(FindPaires, MatchesTheReferenceForPointsNearlyInOrder) {
+  // As refinement leaves them: a row up or down from where the scan met them.
+  PointSet a = pointSet(300, 200, 160, 13, 9), b = pointSet(300, 200, 160, 14, 9);
+  std::mt19937 random(15);
+  for (PointSet *set : {&a, &b})
+    for (auto &y : set->y)
+      y += static_cast<std::int32_t>(random() % 3) - 1;
+  for (const int range : {0, 4, 15, 60})
+    EXPECT_EQ(reference::pairs(a, b, range, range, 1000), match(a, b, range, range, 1000).pairs);
+}
+
+TEST(FindPaires, MatchesTheReferenceWhereRatiosAreCloseToTheLimit) {
+  // Pairs of candidates with a ratio of 0.4 and a few units in the last place: estimates cannot tell.
+  std::mt19937 random(16);
+  int accepted = 0, rejected = 0;
+  for (int trial = 0; trial < 300; ++trial) {
+    PointSet a = pointSet(1, 10, 10, static_cast<unsigned>(random()), 1), b;
+    const float far = std::sqrt(0.25f), near = std::sqrt(0.1f) * (1 + static_cast<float>(trial % 21 - 10) * 3e-8f);
+    for (const float length : {far, near}) {
+      b.x.push_back(a.x[0]), b.y.push_back(a.y[0]), b.scaleCode.push_back(a.scaleCode[0]);
+      std::vector<float> direction(64);
+      float squares = 0;
+      for (float &value : direction) {
+        value = static_cast<float>(static_cast<int>(random() % 2001) - 1000);
+        squares += value * value;
+      }
+      for (std::size_t k = 0; k < 64; ++k)
+        b.descriptor.push_back(a.descriptor[k] + direction[k] * (length / std::sqrt(squares)));
+    }
+    const auto expected = reference::pairs(a, b, 5, 5, 10);
+    ++(expected.empty() ? rejected : accepted);
+    onEveryTarget([&] { ASSERT_EQ(expected, match(a, b, 5, 5, 10).pairs) << "trial " << trial; });
+  }
+  EXPECT_GT(accepted, 20);
+  EXPECT_GT(rejected, 20);
+}
+
+TEST(FindPaires, MatchesTheReferenceForDescriptorsOfAnySize) {
+  // From distances that vanish to ones that overflow, zero, infinity and what is not a number among them.
+  std::mt19937 random(17);
+  const float sizes[] = {0.0f,
+                         1e-45f,
+                         1e-30f,
+                         1e-23f,
+                         1e-19f,
+                         1e-16f,
+                         1e-15f,
+                         1.0f,
+                         1000.0f,
+                         9.99e3f,
+                         1e4f,
+                         1.1e4f,
+                         1e19f,
+                         1e30f,
+                         std::numeric_limits<float>::infinity(),
+                         std::numeric_limits<float>::quiet_NaN()};
+  for (int trial = 0; trial < 200; ++trial) {
+    Builder a, b;
+    for (int i = 0; i < 12; ++i) {
+      a.add(i, i, 0, 0);
+      b.add(i, i, 0, 0);
+      for (Builder *set : {&a, &b}) {
+        const float size = sizes[random() % (trial % 2 == 0 ? 10 : 16)];
+        for (std::size_t k = 0; k < 64; k += 1 + random() % 40)
+          set->set.descriptor[static_cast<std::size_t>(i) * 64 + k] = size * static_cast<float>(1 + random() % 3);
+      }
+    }
+    const auto expected = reference::pairs(a.set, b.set, 20, 20, 100);
+    onEveryTarget([&] { ASSERT_EQ(expected, match(a.set, b.set, 20, 20, 100).pairs) << "trial " << trial; });
   }
 }
 
@@ -274,18 +352,116 @@ TEST(FindPaires, ReportsTheFailureOfAnyAllocationAndReleasesTheOthers) {
   EXPECT_GT(failures, 0);
 }
 
-TEST(LaneDistances, EqualTheOrderedSumOfEachDescriptor) {
-  for (int count = 1; count <= kDistanceLanes; ++count) {
-    const PointSet set = pointSet(count + 1, 10, 10, 12u + static_cast<unsigned>(count), 9);
-    std::vector<float> interleaved(static_cast<std::size_t>(kDescriptorLength * kDistanceLanes));
-    interleave(set.descriptor.data() + 64, count, interleaved.data());
-    GuardedBuffer<float> distances(kDistanceLanes);
-    laneDistances(set.descriptor.data(), interleaved.data(), distances.data());
-    for (int j = 0; j < count; ++j)
-      EXPECT_EQ(descriptorDistance(set.descriptor.data(), set.descriptor.data() + 64 * (j + 1), 64),
-                distances[static_cast<std::size_t>(j)]);
-    EXPECT_TRUE(distances.guardsIntact());
+// Columns of a set with room for whole vectors.
+struct Columns {
+  explicit Columns(const PointSet &set) : x(set.x), y(set.y), scaleCode(set.scaleCode) {
+    for (auto *column : {&x, &y, &scaleCode})
+      column->resize(column->size() + kSearchSlack, 12345);
+    searched = {.count = set.count(),
+                .x = x.data(),
+                .y = y.data(),
+                .scaleCode = scaleCode.data(),
+                .descriptor = set.descriptor.data()};
   }
+  std::vector<std::int32_t> x, y, scaleCode;
+  SearchedSet searched;
+};
+
+TEST(ListWindow, ListsWhatLiesWithinTheLimitsUpToThePointThatEndsTheSearch) {
+  onEveryTarget([] {
+    std::mt19937 random(18);
+    int listed = 0;
+    for (int count = 0; count < 45; ++count)
+      for (int trial = 0; trial < 30; ++trial) {
+        PointSet set = pointSet(count, 12, 30, static_cast<unsigned>(random()), 9);
+        if (trial % 3 == 0) std::shuffle(set.y.begin(), set.y.end(), random);
+        const Columns columns(set);
+        const int scale = static_cast<int>(random() % 100) - 60, x = static_cast<int>(random() % 12);
+        const int y = static_cast<int>(random() % 30), first = static_cast<int>(random() % 5);
+        const PairLimits limits = {scale, scale + 80, x - 5, x + 5, y - 12, y + 12};
+        std::vector<std::int32_t> expected;
+        for (int j = first; j < count; ++j) {
+          const auto n = static_cast<std::size_t>(j);
+          if (set.scaleCode[n] < limits.scaleLow) continue;
+          if (set.scaleCode[n] > limits.scaleHigh || set.y[n] > limits.yHigh) break;
+          if (set.y[n] >= limits.yLow && set.x[n] >= limits.xLow && set.x[n] <= limits.xHigh) expected.push_back(j);
+        }
+        GuardedBuffer<std::int32_t> indices(static_cast<std::size_t>(count + kSearchSlack));
+        const int found = listWindow(columns.searched, first, limits, indices.data());
+        EXPECT_TRUE(indices.guardsIntact());
+        ASSERT_EQ(expected, std::vector<std::int32_t>(indices.data(), indices.data() + found));
+        listed += found;
+      }
+    EXPECT_GT(listed, 1000);
+  });
+}
+
+TEST(KeepNear, KeepsWhateverMayBeNearerThanAllBeforeAndEstimatesItsDistance) {
+  onEveryTarget([] {
+    for (int count = 0; count < 60; ++count) {
+      const PointSet a = pointSet(1, 10, 10, 19u + static_cast<unsigned>(count), 9);
+      const PointSet b = pointSet(2 * count, 10, 10, 20u + static_cast<unsigned>(count), 9);
+      const Columns columns(b);
+      GuardedBuffer<std::int32_t> indices(static_cast<std::size_t>(count + kSearchSlack), -7);
+      GuardedBuffer<float> estimates(static_cast<std::size_t>(count + kSearchSlack), -7.0f);
+      for (int i = 0; i < count; ++i) // every second point
+        indices[static_cast<std::size_t>(i)] = 2 * i + 1;
+      const int kept = keepNear(columns.searched, a.descriptor.data(), indices.data(), count, estimates.data());
+      EXPECT_TRUE(indices.guardsIntact() && estimates.guardsIntact());
+      ASSERT_LE(kept, count);
+      float least = std::numeric_limits<float>::infinity();
+      std::size_t next = 0;
+      for (int j = 1; j < 2 * count; j += 2) {
+        const float distance =
+            descriptorDistance(a.descriptor.data(), &b.descriptor[64 * static_cast<std::size_t>(j)], 64);
+        if (next < static_cast<std::size_t>(kept) && indices[next] == j) {
+          EXPECT_LT(distance, estimates[next] * kEstimateFactor);
+          EXPECT_GT(distance, estimates[next] / kEstimateFactor);
+          ++next;
+        } else {
+          EXPECT_GT(distance, least);
+        }
+        least = std::min(least, distance);
+      }
+      EXPECT_EQ(static_cast<std::size_t>(kept), next);
+    }
+  });
+}
+
+TEST(KeepNear, EstimatesWithinTheBoundWhereSumsRoundTheMost) {
+  onEveryTarget([] {
+    std::mt19937 random(21);
+    for (int trial = 0; trial < 2000; ++trial) {
+      // A large square first, so that those behind it are rounded away one by one in order, and not by vectors.
+      PointSet a = pointSet(1, 10, 10, 22, 9), b = a;
+      for (std::size_t k = 0; k < 64; ++k)
+        b.descriptor[k] = a.descriptor[k] + (k == 0 ? 1.0f : 2.4e-4f * static_cast<float>(random() % 1000) / 1000);
+      const Columns columns(b);
+      std::int32_t indices[1 + kSearchSlack] = {0};
+      float estimates[1 + kSearchSlack] = {};
+      ASSERT_EQ(1, keepNear(columns.searched, a.descriptor.data(), indices, 1, estimates));
+      const float distance = descriptorDistance(a.descriptor.data(), b.descriptor.data(), 64);
+      const float ratio = std::max(distance, estimates[0]) / std::min(distance, estimates[0]);
+      ASSERT_LT(ratio, 1 + (kEstimateFactor - 1) / 4);
+    }
+  });
+}
+
+TEST(PairDistances, EqualTheOrderedSums) {
+  onEveryTarget([] {
+    for (int count = 0; count < 20; ++count) {
+      const PointSet set = pointSet(count + 1, 10, 10, 12u + static_cast<unsigned>(count), 9);
+      std::vector<DescriptorPair> pairs;
+      for (int i = 0; i < count; ++i)
+        pairs.push_back({&set.descriptor[64 * static_cast<std::size_t>(i)], set.descriptor.data() + 64 * (i + 1)});
+      GuardedBuffer<float> distances(static_cast<std::size_t>(count));
+      pairDistances(pairs.data(), count, distances.data());
+      for (int i = 0; i < count; ++i)
+        EXPECT_EQ(descriptorDistance(pairs[static_cast<std::size_t>(i)].a, pairs[static_cast<std::size_t>(i)].b, 64),
+                  distances[static_cast<std::size_t>(i)]);
+      EXPECT_TRUE(distances.guardsIntact());
+    }
+  });
 }
 
 } // namespace
