@@ -20,6 +20,7 @@ struct Comparison {
 
 // In the order of the table.
 constexpr Comparison kComparisons[] = {
+    {"features", compareFeatures},
     {"shift", compareShift},
     {"stack", compareStack},
     {"straighten", compareStraighten},
