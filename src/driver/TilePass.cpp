@@ -35,8 +35,9 @@ bool TilePass::allocate() {
   const int tiles = grid_.count();
   const std::size_t pairRoom = static_cast<std::size_t>(tiles) * static_cast<std::size_t>(grid_.pairCap);
   pairCount_ = Buffer<int>::zeroed(static_cast<std::size_t>(tiles));
-  return pairCount_ && points_[0].allocate(tiles) && points_[1].allocate(tiles) && pairs_.allocate(pairRoom) &&
-         collected_.allocate(pairRoom);
+  taken_ = Buffer<int>::zeroed(static_cast<std::size_t>(tiles));
+  return pairCount_ && taken_ && points_[0].allocate(tiles) && points_[1].allocate(tiles) &&
+         pairs_.allocate(pairRoom) && collected_.allocate(pairRoom);
 }
 
 Status TilePass::detect(const ImageView &frame, int tile, std::uint8_t *grey, TilePoints &points) const {
@@ -82,22 +83,33 @@ Status TilePass::run(int rank, const ImageView &brighter, const ImageView &darke
   // A lock of this pass: one that all passes of the process share would let the callback of one stack hold up another.
   std::mutex reporting;
 
+  std::fill(taken_.begin(), taken_.end(), 0);
+  const auto take = [this](int tile) {
+    return std::atomic_ref(taken_[static_cast<std::size_t>(tile)]).exchange(1, std::memory_order_relaxed) == 0;
+  };
+
 #pragma omp parallel num_threads(usefulThreads(tiles, settings_.threads))
   {
-    Buffer<std::uint8_t> grey = Buffer<std::uint8_t>::zeroed(detectionBytes(grid_));
+    Buffer<std::uint8_t> grey = Buffer<std::uint8_t>::unfilled(detectionBytes(grid_));
     if (!grey) outOfMemory = true;
-    const StaticShare share = staticShare(tiles, omp_get_thread_num(), omp_get_num_threads());
-    for (int tile = share.begin; tile < share.end; ++tile) {
-      if (outOfMemory || cancelled) continue;
+    const auto work = [&](int tile) {
+      if (outOfMemory || cancelled || !take(tile)) return;
       if (matchTile(tile, brighter, darker, first, grey.data()) != Status::Ok) {
         outOfMemory = true;
-        continue;
+        return;
       }
       const std::lock_guard<std::mutex> lock(reporting);
       ++done;
       const double fraction = (done + static_cast<double>(rank - 1) * tiles + 1) * kFeatureShare / allTiles;
       if (!settings_.progress.report(fraction)) cancelled = true;
-    }
+    };
+    const StaticShare share = staticShare(tiles, omp_get_thread_num(), omp_get_num_threads());
+    for (int tile = share.begin; tile < share.end; ++tile)
+      work(tile);
+    // A share of sky is done long before one of leaves: whoever has finished takes what the others have not come to,
+    // from the ends of their shares.
+    for (int tile = tiles - 1; tile >= 0; --tile)
+      work(tile);
   }
   if (outOfMemory) return Status::OutOfMemory;
   return cancelled ? Status::Cancelled : Status::Ok;

@@ -47,6 +47,7 @@ private:
   TilePassSettings settings_;
   TilePoints points_[2];  // of the frames at even and odd ranks
   Buffer<int> pairCount_; // per tile
+  Buffer<int> taken_;     // per tile: 1 once a thread has begun it in this pass
   PairArrays pairs_;      // pairCap entries per tile
   PairArrays collected_;
   TilePoints *brighterPoints_ = &points_[0];
