@@ -2,10 +2,10 @@
 // and on two, and the memory that a call takes beside its stack. Every call runs in a process of its own, whose memory
 // is that of the call; its answer is checked against the places that the frames were cut from.
 #include "VindrelRegLib.h"
+#include "support/Clock.h"
 #include "support/SyntheticPhoto.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -125,11 +125,10 @@ Measured measure(const Setting &setting, const ImageView &picture, int runs) {
     int outSize[2] = {0, 0};
     resetPeak();
     const double before = memory("VmRSS:");
-    const auto start = std::chrono::steady_clock::now();
+    const Stopwatch watch(setting.threads);
     const int result = runCall(setting, size, block, outSize);
-    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+    measured.seconds = std::min(measured.seconds, watch.seconds());
     measured.moreMemory = std::max(measured.moreMemory, memory("VmHWM:") - before);
-    measured.seconds = std::min(measured.seconds, seconds.count());
     measured.right = measured.right && result >= 0 && isRight(setting, size, outSize);
   }
   return measured;

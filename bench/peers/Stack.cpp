@@ -42,10 +42,11 @@ Size checkOurs(StackScene &scene, int threads, int maxShift) {
       estimateTransforms(frames, {.threads = threads, .maxShiftX = maxShift, .maxShiftY = maxShift},
                          {.model = LinkModel::Perspective, .threads = threads});
   if (estimate.status != Status::Ok || estimate.abandoned) throw std::runtime_error("rt_align: found no alignment");
-  for (int rank = 1; rank < scene.count(); ++rank) {
-    const auto at = static_cast<std::size_t>(rank);
-    const double error = scene.error(estimate.frameFromReference[at], static_cast<int>(estimate.rankOrder[at]),
-                                     static_cast<int>(estimate.rankOrder[0]));
+  for (int i = 0; i < scene.count(); ++i) {
+    // What the warp reads: whole chains, whose last two coefficients come in units of their own.
+    const float *t = estimate.transforms.slot(static_cast<std::uint32_t>(i));
+    const PlaneMap map = {t[0], t[1], t[2], t[3], t[4], t[5], t[6] * kPerspectiveUnit, t[7] * kPerspectiveUnit, 1};
+    const double error = scene.error(map, i, static_cast<int>(estimate.rankOrder[0]));
     if (!(error < kLargestError)) throw std::runtime_error("rt_align: a frame is " + std::to_string(error) + " px off");
   }
   return estimate.window.size;
