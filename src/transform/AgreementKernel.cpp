@@ -1,5 +1,5 @@
-// A vector of pairs at a time. Only the count is taken here: the sum of the residuals, whose order decides its last
-// bits, is wanted of the few candidates that turn out best.
+// A vector of pairs at a time. Counting and summing are apart: the sum, whose order decides its last bits, is wanted of
+// the few candidates only that turn out best.
 #include "transform/AgreementKernel.h"
 
 #include "transform/MapPoint.h"
@@ -32,33 +32,67 @@ HWY_INLINE FloatVector weigh(float a, FloatVector x, float b, FloatVector y, flo
   return hn::Add(weigh(a, x, b, y), hn::Set(Floats(), c));
 }
 
-int countBlocks(const float *xA, const float *yA, const float *xB, const float *yB, std::ptrdiff_t pairs,
-                const float *t, int toBeat) {
+HWY_INLINE FloatVector squaredResiduals(const ConsensusPairs &pairs, std::ptrdiff_t i, const float *t) {
+  const Floats tag;
+  const FloatVector x = hn::LoadU(tag, pairs.xA.data() + i), y = hn::LoadU(tag, pairs.yA.data() + i);
+  const FloatVector unit = hn::Set(tag, static_cast<float>(kPerspectiveUnit)), one = hn::Set(tag, 1.0f);
+  const FloatVector w = hn::Add(hn::Mul(weigh(t[6], x, t[7], y), unit), one);
+  const FloatVector dx = hn::Sub(hn::Div(weigh(t[0], x, t[1], y, t[2]), w), hn::LoadU(tag, pairs.xB.data() + i));
+  const FloatVector dy = hn::Sub(hn::Div(weigh(t[3], x, t[4], y, t[5]), w), hn::LoadU(tag, pairs.yB.data() + i));
+  return hn::Add(hn::Mul(dx, dx), hn::Mul(dy, dy));
+}
+
+inline float squaredResidual(const ConsensusPairs &pairs, std::ptrdiff_t i, const float *t) {
+  const Point source = pairs.source(static_cast<int>(i)), target = pairs.target(static_cast<int>(i));
+  const Point mapped = mapPerspectiveF(t, source.x, source.y);
+  const float dx = mapped.x - target.x;
+  const float dy = mapped.y - target.y;
+  return dx * dx + dy * dy;
+}
+
+int countBlocks(const ConsensusPairs &pairs, const float *t, int toBeat) {
+  const std::ptrdiff_t count = pairs.count;
   const Floats tag;
   const auto step = static_cast<std::ptrdiff_t>(hn::Lanes(tag));
-  const FloatVector unit = hn::Set(tag, static_cast<float>(kPerspectiveUnit)), one = hn::Set(tag, 1.0f);
   const FloatVector limit = hn::Set(tag, kAgreementSquared);
-  std::ptrdiff_t count = 0;
-  for (std::ptrdiff_t begin = 0; begin < pairs; begin += kBlock) {
-    if (count + (pairs - begin) <= toBeat) break; // not even if all that are left agreed
-    const std::ptrdiff_t end = std::min(begin + kBlock, pairs);
+  std::ptrdiff_t agreeing = 0;
+  for (std::ptrdiff_t begin = 0; begin < count; begin += kBlock) {
+    if (agreeing + (count - begin) <= toBeat) break; // not even if all that are left agreed
+    const std::ptrdiff_t end = std::min(begin + kBlock, count);
+    std::ptrdiff_t i = begin;
+    for (; i + step <= end; i += step)
+      agreeing += static_cast<std::ptrdiff_t>(hn::CountTrue(tag, hn::Lt(squaredResiduals(pairs, i, t), limit)));
+    for (; i < end; ++i)
+      agreeing += squaredResidual(pairs, i, t) < kAgreementSquared ? 1 : 0;
+  }
+  return static_cast<int>(agreeing);
+}
+
+float sumBlocks(const ConsensusPairs &pairs, const float *t, const std::array<int, 3> &leftOut) {
+  const std::ptrdiff_t count = pairs.count;
+  const Floats tag;
+  const auto step = static_cast<std::ptrdiff_t>(hn::Lanes(tag));
+  const FloatVector limit = hn::Set(tag, kAgreementSquared);
+  float residuals[kBlock]; // of a block; 0 where a pair disagrees or is left out
+  float sum = 0;
+  for (std::ptrdiff_t begin = 0; begin < count; begin += kBlock) {
+    const std::ptrdiff_t end = std::min(begin + kBlock, count);
     std::ptrdiff_t i = begin;
     for (; i + step <= end; i += step) {
-      const FloatVector x = hn::LoadU(tag, xA + i), y = hn::LoadU(tag, yA + i);
-      const FloatVector w = hn::Add(hn::Mul(weigh(t[6], x, t[7], y), unit), one);
-      const FloatVector dx = hn::Sub(hn::Div(weigh(t[0], x, t[1], y, t[2]), w), hn::LoadU(tag, xB + i));
-      const FloatVector dy = hn::Sub(hn::Div(weigh(t[3], x, t[4], y, t[5]), w), hn::LoadU(tag, yB + i));
-      const FloatVector squared = hn::Add(hn::Mul(dx, dx), hn::Mul(dy, dy));
-      count += static_cast<std::ptrdiff_t>(hn::CountTrue(tag, hn::Lt(squared, limit)));
+      const FloatVector squared = squaredResiduals(pairs, i, t);
+      hn::StoreU(hn::IfThenElseZero(hn::Lt(squared, limit), squared), tag, residuals + (i - begin));
     }
     for (; i < end; ++i) {
-      const Point mapped = mapPerspectiveF(t, xA[i], yA[i]);
-      const float dx = mapped.x - xB[i];
-      const float dy = mapped.y - yB[i];
-      count += dx * dx + dy * dy < kAgreementSquared ? 1 : 0;
+      const float squared = squaredResidual(pairs, i, t);
+      residuals[i - begin] = squared < kAgreementSquared ? squared : 0.0f;
     }
+    for (const int position : leftOut)
+      if (position >= begin && position < end) residuals[position - begin] = 0;
+    // Adding 0 to a sum of squares changes no bit.
+    for (i = 0; i < end - begin; ++i)
+      sum += residuals[i];
   }
-  return static_cast<int>(count);
+  return sum;
 }
 
 } // namespace
@@ -69,10 +103,14 @@ HWY_AFTER_NAMESPACE();
 namespace vindrel {
 
 HWY_EXPORT(countBlocks);
+HWY_EXPORT(sumBlocks);
 
 int countAgreeing(const ConsensusPairs &pairs, const Trans8 &candidate, int toBeat) {
-  return HWY_DYNAMIC_DISPATCH(countBlocks)(pairs.xA.data(), pairs.yA.data(), pairs.xB.data(), pairs.yB.data(),
-                                           pairs.count, candidate.data(), toBeat);
+  return HWY_DYNAMIC_DISPATCH(countBlocks)(pairs, candidate.data(), toBeat);
+}
+
+float sumAgreeing(const ConsensusPairs &pairs, const Trans8 &candidate, const std::array<int, 3> &leftOut) {
+  return HWY_DYNAMIC_DISPATCH(sumBlocks)(pairs, candidate.data(), leftOut);
 }
 
 } // namespace vindrel

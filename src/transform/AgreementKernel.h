@@ -1,7 +1,9 @@
-// How many pairs a perspective transform places within 2 pixels.
+// How many pairs a perspective transform places within 2 pixels, and how far off these are.
 #pragma once
 
 #include "transform/ConsensusPairs.h"
+
+#include <array>
 
 namespace vindrel {
 
@@ -11,5 +13,9 @@ constexpr float kAgreementSquared = 4.0f;
 // Of all pairs, in single precision. Gives up, with a count of at most `toBeat`, as soon as more than `toBeat` can no
 // longer be reached.
 int countAgreeing(const ConsensusPairs &pairs, const Trans8 &candidate, int toBeat);
+
+// The squared residuals of those that agree, added up in the order of the pairs. The pairs at three positions are left
+// out; a position that is negative is none.
+float sumAgreeing(const ConsensusPairs &pairs, const Trans8 &candidate, const std::array<int, 3> &leftOut);
 
 } // namespace vindrel

@@ -10,6 +10,7 @@
 #include "transform/ThreePairs.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <omp.h>
 
@@ -130,19 +131,14 @@ Agreement countAgreement(const ConsensusPairs &pairs, const Trans8 &candidate, i
     return dx * dx + dy * dy;
   };
   // All are counted, and the three that are not to be looked at are taken off again.
-  Agreement agreement{kAgreementStart, 0.0f};
-  const int unseen[] = {anchor, first != anchor ? first : -1, second != anchor && second != first ? second : -1};
+  const std::array<int, 3> unseen = {anchor, first != anchor ? first : -1,
+                                     second != anchor && second != first ? second : -1};
   int agreeingUnseen = 0;
   for (const int j : unseen)
     if (j >= 0 && j < pairs.count && squaredResidual(j) < kAgreementSquared) ++agreeingUnseen;
-  agreement.count += countAgreeing(pairs, candidate, toBeat - kAgreementStart + agreeingUnseen) - agreeingUnseen;
-  if (agreement.count <= toBeat) return agreement;
-  for (int j = 0; j < pairs.count; ++j) {
-    if (j == anchor || j == first || j == second) continue;
-    const float squared = squaredResidual(j);
-    if (squared < kAgreementSquared) agreement.errorSum += squared;
-  }
-  return agreement;
+  const int all = countAgreeing(pairs, candidate, toBeat - kAgreementStart + agreeingUnseen);
+  const int count = kAgreementStart + all - agreeingUnseen;
+  return {count, count > toBeat ? sumAgreeing(pairs, candidate, unseen) : 0.0f};
 }
 
 Status runTrials(const ConsensusPairs &pairs, const PerspectiveSearchSettings &settings, float maxAngle,
