@@ -242,20 +242,29 @@ std::string whyNotFormat(const ImageHeader &photo, const std::string &format) {
   return {};
 }
 
-std::vector<std::string> writeImage(OutputFile &file, const ImageView &picture, const ImageHeader &photo,
-                                    const std::string &format) {
+void writePixels(OutputFile &file, const ImageView &picture, const ImageHeader &photo, const std::string &format) {
   encode(file, picture, format, specOf(picture, photo, format));
-  if (format == "openexr") return {};
+}
+
+std::vector<std::string> writeMetadata(OutputFile &file, Size size, const ImageHeader &photo,
+                                       const std::string &format) {
+  if (format == "openexr") return {}; // went along with the pixels
   std::vector<std::string> losses =
       photo.metadata->writeInto(file, {.format = format,
-                                       .width = picture.size.width,
-                                       .height = picture.size.height,
+                                       .width = size.width,
+                                       .height = size.height,
                                        .turnedOnItsSide = swapsSides(photo.orientation),
                                        .developed = photo.format == "raw",
                                        .hasProfile = photo.spec.find_attribute("ICCProfile") != nullptr});
   for (std::string &loss : losses)
     loss.insert(0, photo.path.string() + ": ");
   return losses;
+}
+
+std::vector<std::string> writeImage(OutputFile &file, const ImageView &picture, const ImageHeader &photo,
+                                    const std::string &format) {
+  writePixels(file, picture, photo, format);
+  return writeMetadata(file, picture.size, photo, format);
 }
 
 void writeImage(OutputFile &file, const ImageView &image, const std::string &format) {

@@ -23,9 +23,17 @@ std::string extensionOf(const std::string &format);
 // begins with the output's name.
 std::string whyNotFormat(const ImageHeader &photo, const std::string &format);
 
-// Writes into `file` (and does not finish it) the picture made of `photo`, with its profile and metadata, in that
-// format. JPEG in quality 95 without chroma subsampling; the others without loss, OpenEXR samples as wide as the
-// photograph's. Returns what could not be kept of the metadata, to be told to the user: each text names the photograph.
+// Writes into `file` (and does not finish it) the picture made of `photo`, with its colour profile, in that format.
+// JPEG in quality 95 without chroma subsampling; the others without loss, OpenEXR samples as wide as the photograph's.
+void writePixels(OutputFile &file, const ImageView &picture, const ImageHeader &photo, const std::string &format);
+
+// Then everything else that the photograph says about itself. The file is held in memory once meanwhile, and a TIFF is
+// mapped besides: who has little memory gives up the pictures first. Returns what could not be kept, to be told to the
+// user: each text names the photograph.
+[[nodiscard]] std::vector<std::string> writeMetadata(OutputFile &file, Size size, const ImageHeader &photo,
+                                                     const std::string &format);
+
+// Both.
 [[nodiscard]] std::vector<std::string> writeImage(OutputFile &file, const ImageView &picture, const ImageHeader &photo,
                                                   const std::string &format);
 
