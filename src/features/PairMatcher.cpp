@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <hwy/cache_control.h>
 #include <limits>
 #include <optional>
 
@@ -83,6 +84,7 @@ public:
   std::optional<int> matchOf(const FeatureSet &a, int i, MatchWindow window) {
     const PairLimits limits = limitsAround(a, i, window);
     goToFirstRow(limits.yLow);
+    fetchAhead(a, i, limits.yHigh);
     if (highestBefore_[static_cast<std::size_t>(first_)] > limits.scaleHigh) return std::nullopt;
     const int inWindow = listWindow(set_, first_, limits, listed_.data());
     if (inWindow == 0) return std::nullopt;
@@ -110,6 +112,21 @@ private:
       first_ = static_cast<int>(std::lower_bound(lowestRow, lowestRow + first_, yLow) - lowestRow);
     while (first_ < set_.count && lowestRow[first_] < yLow)
       ++first_;
+  }
+
+  // Has the descriptors that the next searches will read brought near: B's from the rows below the window on, a few at
+  // a time, and A's own.
+  void fetchAhead(const FeatureSet &a, int i, std::int32_t yHigh) {
+    constexpr int kRowsAhead = 24, kMost = 4, kPointsAhead = 8;
+    for (int n = 0; n < kMost && fetched_ < set_.count && std::int64_t{set_.y[fetched_]} - kRowsAhead <= yHigh; ++n)
+      fetch(set_, fetched_++);
+    if (i + kPointsAhead < a.count) fetch(a, i + kPointsAhead);
+  }
+  template <class Set>
+  static void fetch(const Set &set, std::ptrdiff_t i) {
+    constexpr int kCacheLine = 16; // floats
+    for (int k = 0; k < kDescriptorLength; k += kCacheLine)
+      hwy::Prefetch(set.descriptor + kDescriptorLength * i + k);
   }
 
   enum class Verdict { LastMatches, NoneMatches, Uncertain };
@@ -164,6 +181,7 @@ private:
   Buffer<float> estimates_;
   Buffer<std::int32_t> lowestRow_; // the lowest in the image, up to each point: refined points are not quite in order
   int first_ = 0;                  // where the search starts
+  int fetched_ = 0;                // points whose descriptors have been brought near
 };
 
 // The matches so far: a B point has only one, with the A point of the least distance, the first of equal ones.
