@@ -1,5 +1,7 @@
 #include "CommonOptions.h"
 
+#include "NameTemplate.h"
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <thread>
@@ -23,6 +25,34 @@ void addCommonOptions(CLI::App &options, CommonOptions &common, const std::strin
   options.add_flag("--overwrite", common.overwrite, "Replace " + outputs);
   options.add_flag("-q,--quiet", common.quiet, "Print nothing but warnings and errors");
   options.add_flag("--no-progress", common.noProgress, "Show no progress bar");
+}
+
+void addReportOptions(CLI::App &options, ReportOptions &report, const std::string &evidence) {
+  options.add_flag("-v,--verbose", report.verbose, "Print also " + evidence);
+  options.add_flag("--json", report.json, "Print one JSON document, and nothing else, on standard output");
+}
+
+void checkReportOptions(const CommonOptions &common, const ReportOptions &report) {
+  if (common.quiet && report.verbose) throw CLI::ExcludesError("--quiet", "--verbose");
+}
+
+void addName(CLI::App &options, std::string &name) {
+  options
+      .add_option("--name", name,
+                  "How outputs are called. {stem} is the photograph's name without\n"
+                  "its extension, {ext} the extension, {name} both, {index} the\n"
+                  "photograph's number; another extension asks for another format\n"
+                  "[{name}]")
+      ->check([](const std::string &text) { return NameTemplate::whyNot(text); })
+      ->type_name("NAME");
+}
+
+void addChoice(CLI::App &options, const std::string &name, std::string &value, const std::string &type,
+               const std::vector<std::string> &words, const std::string &explanation) {
+  options.add_option(name, value, explanation)
+      ->check(CLI::IsMember(words).description(""))
+      ->type_name(type)
+      ->capture_default_str();
 }
 
 } // namespace vindrel::cli

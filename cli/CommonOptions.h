@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -22,5 +23,22 @@ struct CommonOptions {
 };
 // --overwrite, --quiet and --no-progress. outputs: "outputs that exist", or what else the command would replace.
 void addCommonOptions(CLI::App &options, CommonOptions &common, const std::string &outputs);
+
+// In which form results are printed.
+struct ReportOptions {
+  bool verbose = false;
+  bool json = false;
+};
+// --verbose and --json. evidence: what --verbose adds.
+void addReportOptions(CLI::App &options, ReportOptions &report, const std::string &evidence);
+// For the command's callback: throws the parser's error when they contradict each other.
+void checkReportOptions(const CommonOptions &common, const ReportOptions &report);
+
+// --name, a NameTemplate's text; empty without it.
+void addName(CLI::App &options, std::string &name);
+
+// One of a few words.
+void addChoice(CLI::App &options, const std::string &name, std::string &value, const std::string &type,
+               const std::vector<std::string> &words, const std::string &explanation);
 
 } // namespace vindrel::cli

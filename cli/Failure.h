@@ -15,6 +15,8 @@ enum class ExitCode : int {
   WouldOverwrite = 5, // an output exists already and --overwrite was not given
 };
 
+constexpr const char *kOutOfMemory = "not enough memory; work on smaller photographs, or with fewer threads";
+
 // Ends the run. The text names the file concerned and says what to do; main prints it after the program's name.
 class Failure : public std::runtime_error {
 public:

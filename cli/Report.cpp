@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -17,47 +18,61 @@ std::string fixed(double value, int decimals) {
 }
 
 std::string evidenceText(const FrameEstimate &estimate, Model model) {
+  std::string text;
   if (model == Model::Shift) {
-    char text[64];
-    std::snprintf(text, sizeof text, "shift %+.0f %+.0f px", estimate.frameFromReference.matrix[2],
+    char shift[64];
+    std::snprintf(shift, sizeof shift, "shift %+.0f %+.0f px", estimate.frameFromReference.matrix[2],
                   estimate.frameFromReference.matrix[5]);
-    return text;
+    if (estimate.pairs == 0) return shift;
+    text = std::string(shift) + "  ";
   }
-  return std::to_string(estimate.pairs) + " pairs  " + std::to_string(estimate.inliers) + " inliers  RMS " +
+  return text + std::to_string(estimate.pairs) + " pairs  " + std::to_string(estimate.inliers) + " inliers  RMS " +
          fixed(estimate.rms, 3) + " px";
 }
 
-std::string verdictText(const FrameEstimate &estimate) {
+std::string verdictText(const FrameEstimate &estimate, const Colours &colours) {
   switch (estimate.verdict) {
   case Verdict::Reference:
     return "reference";
   case Verdict::Found:
-    return "aligned";
+    return colours.good("aligned");
   case Verdict::NotFound:
     break;
   }
-  return "NOT ALIGNED (" + (estimate.reason.empty() ? "no reason given" : estimate.reason) + ")";
+  return colours.bad("NOT ALIGNED") + " (" + (estimate.reason.empty() ? "no reason given" : estimate.reason) + ")";
 }
 
 } // namespace
 
-std::string frameLine(const FrameReport &frame, int photoWidth) {
+std::string frameLine(const FrameReport &frame, int photoWidth, const Colours &colours) {
   const FrameEstimate &estimate = frame.estimate;
   std::string line = frame.photo;
   line.resize(std::max(line.size(), static_cast<std::size_t>(std::max(photoWidth, 0))), ' ');
-  line += "  " + verdictText(estimate);
+  line += "  " + verdictText(estimate, colours);
   if (estimate.verdict != Verdict::Reference) line += "  " + evidenceText(estimate, frame.model);
   if (frame.cornerError) line += "  corner error " + fixed(*frame.cornerError, 3) + " px";
   return line;
 }
 
-void printAlignment(std::span<const FrameReport> frames) {
+std::string evidenceLine(const FrameReport &frame) {
+  const FrameEstimate &estimate = frame.estimate;
+  std::string line = "brightness " + std::to_string(estimate.rank + 1);
+  if (estimate.verdict == Verdict::Reference) return line;
+  line += "  expected error " +
+          (std::isfinite(estimate.expectedError) ? fixed(estimate.expectedError, 2) + " px" : std::string("unknown"));
+  if (estimate.pairs > 0) line += "  coverage " + fixed(100 * estimate.coverage, 0) + " %";
+  return line + "  corners off by " + fixed(estimate.cornerDeviation, 2) + " degrees  scale " +
+         fixed(estimate.scale, 4);
+}
+
+void printAlignment(std::span<const FrameReport> frames, const PrintStyle &style) {
   std::size_t width = 0;
   for (const FrameReport &frame : frames)
     width = std::max(width, frame.photo.size());
   const FrameReport *worst = nullptr;
   for (const FrameReport &frame : frames) {
-    printLine(frameLine(frame, static_cast<int>(width)));
+    printLine(frameLine(frame, static_cast<int>(width), style.colours));
+    if (style.evidence) printLine(std::string(width + 2, ' ') + style.colours.faint(evidenceLine(frame)));
     if (frame.cornerError && (worst == nullptr || *frame.cornerError > *worst->cornerError)) worst = &frame;
   }
   if (worst != nullptr) {

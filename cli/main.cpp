@@ -88,7 +88,7 @@ int guardedMain(int argc, const char *const *argv) {
     message(failure.what());
     return exitWith(failure.code);
   } catch (const std::bad_alloc &) {
-    message("not enough memory; work on fewer or smaller photographs at once");
+    message(kOutOfMemory);
   } catch (const std::exception &error) {
     message(std::string("unexpected failure: ") + error.what());
   }

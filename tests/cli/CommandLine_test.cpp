@@ -42,6 +42,15 @@ INSTANTIATE_TEST_SUITE_P(
                     Misuse{{"align", "a.jpg", "-o", "out", "--max-shift", "10,20,30"}, "--max-shift"},
                     Misuse{{"align", "a.jpg", "-o", "out", "--max-shift", "99999999999"}, "--max-shift"},
                     Misuse{{"align", "a.jpg", "-o", "out", "--sharpen"}, "--sharpen"},
+                    Misuse{{"align", "a.jpg", "-o", "out", "--name", "{stem}/{ext}"}, "--name"},
+                    Misuse{{"align", "a.jpg", "-o", "out", "--name", "{date}.jpg"}, "{date}"},
+                    Misuse{{"align", "a.jpg", "-o", "out", "--name", "{stem.jpg"}, "--name"},
+                    Misuse{{"align", "a.jpg", "-o", "out", "--name", ""}, "--name"},
+                    Misuse{{"align", "a.jpg", "-o", "out", "--filter", "box"}, "--filter"},
+                    Misuse{{"align", "a.jpg", "-o", "out", "--reference", "darkest"}, "--reference"},
+                    Misuse{{"align", "a.jpg", "-o", "out", "--reference", "0"}, "--reference"},
+                    Misuse{{"align", "a.jpg", "-o", "out", "--on-unaligned", "pray"}, "--on-unaligned"},
+                    Misuse{{"align", "a.jpg", "-o", "out", "-q", "-v"}, "--verbose"},
                     Misuse{{"simulate", "a.jpg", "-o", "out"}, "--frames"},
                     Misuse{{"simulate", "a.jpg", "--frames", "3"}, "--output"},
                     Misuse{{"simulate", "-o", "out", "--frames", "3"}, "PHOTO"},
@@ -89,8 +98,9 @@ TEST(CommandLine, HelpListsTheCommandsAndTheExitCodes) {
 TEST(CommandLine, HelpOfACommandNamesEachOfItsOptions) {
   const Outcome align = runVindrel({"align", "--help"});
   EXPECT_EQ(align.exitCode, 0);
-  for (const char *option : {"--output", "--model", "--max-shift", "--threads", "--crop", "--truth", "--overwrite",
-                             "--quiet", "--no-progress"}) {
+  for (const char *option :
+       {"--output", "--name", "--model", "--reference", "--max-shift", "--threads", "--crop", "--filter",
+        "--on-unaligned", "--truth", "--dry-run", "--overwrite", "--quiet", "--no-progress", "--verbose", "--json"}) {
     EXPECT_THAT(align.out, HasSubstr(option));
   }
   const Outcome simulate = runVindrel({"simulate", "--help"});

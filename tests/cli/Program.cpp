@@ -55,6 +55,10 @@ Channel openTerminal() {
     _exit(126);
   }
   if (dup2(err.write, STDERR_FILENO) < 0) _exit(126);
+  for (const std::string &variable : options.environment) {
+    const std::size_t equals = variable.find('=');
+    if (setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1) != 0) _exit(126);
+  }
   if (options.fileSizeLimit >= 0) {
     const rlimit limit = {static_cast<rlim_t>(options.fileSizeLimit), static_cast<rlim_t>(options.fileSizeLimit)};
     if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(126);
@@ -92,7 +96,7 @@ Outcome runVindrel(const std::vector<std::string> &arguments, const RunOptions &
     argv.push_back(word.data());
   argv.push_back(nullptr);
 
-  const Channel out = openPipe();
+  const Channel out = options.outToTerminal ? openTerminal() : openPipe();
   const Channel err = options.onTerminal ? openTerminal() : openPipe();
   const pid_t pid = fork();
   if (pid < 0) fail("fork");

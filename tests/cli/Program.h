@@ -32,8 +32,10 @@ struct Outcome {
 struct RunOptions {
   // Standard error is a terminal. Its output is handed over as it comes, together with the process id.
   std::function<void(const std::string &errorSoFar, int pid)> onTerminal = {};
-  std::string standardOutput = {}; // write to this file instead of Outcome::out
-  long long fileSizeLimit = -1;    // bytes that the program may write to one file; negative: no limit
+  std::string standardOutput = {};           // write to this file instead of Outcome::out
+  bool outToTerminal = false;                // standard output is a terminal, whose text is Outcome::out
+  std::vector<std::string> environment = {}; // NAME=VALUE, added to the test's own
+  long long fileSizeLimit = -1;              // bytes that the program may write to one file; negative: no limit
 };
 
 Outcome runVindrel(const std::vector<std::string> &arguments, const RunOptions &options = {});

@@ -1,0 +1,41 @@
+// The photographs of a stack as they are asked for: a stack may be larger than memory, so each is read anew when it is
+// needed again, and two are held at most.
+#pragma once
+
+#include "ImageFile.h"
+
+#include <array>
+#include <optional>
+#include <vector>
+
+namespace vindrel::cli {
+
+class FrameReader {
+public:
+  // The headers must outlive the reader.
+  explicit FrameReader(const std::vector<ImageHeader> &headers) : headers_(headers) {}
+
+  int count() const { return static_cast<int>(headers_.size()); }
+  const ImageHeader &header(int index) const { return headers_[static_cast<std::size_t>(index)]; }
+
+  // The picture, which stays in place until the next but one call. Throws what readPixels() throws.
+  const Pixels &frame(int index);
+
+  // True when frame() has it at hand.
+  bool holds(int index) const;
+
+  // Spent on reading so far.
+  double seconds() const { return seconds_; }
+
+private:
+  struct Held {
+    int index = -1;
+    std::optional<Pixels> pixels;
+  };
+
+  const std::vector<ImageHeader> &headers_;
+  std::array<Held, 2> held_; // the one handed over last comes first
+  double seconds_ = 0;
+};
+
+} // namespace vindrel::cli

@@ -1,0 +1,51 @@
+// The pictures of a run: each photograph resampled by its transform and written aside, one after the other, so that one
+// output is in memory at a time. They get their names together, when all of them are complete.
+#pragma once
+
+#include "FrameReader.h"
+#include "OutputFile.h"
+#include "vindrel/apply.hpp"
+#include "vindrel/stack.hpp"
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vindrel::cli {
+
+// What becomes of a photograph.
+struct Output {
+  std::filesystem::path target;
+  std::string format; // as writeImage() takes it
+  int frame = 0;      // whose transform of the estimate applies
+};
+
+struct WarpSettings {
+  Rectangle part; // of the reference's frame
+  WarpOptions warp;
+  bool overwrite = false;
+};
+
+class WarpedOutputs {
+public:
+  // Warps and writes photograph i of the reader for every `outputs[i]` that has a target; the others are passed over.
+  // progress is told the fraction done.
+  void write(FrameReader &reader, const StackEstimate &stack, const std::vector<Output> &outputs,
+             const WarpSettings &settings, const std::function<void(double)> &progress);
+
+  // A copy of the photograph's file, byte for byte.
+  void copy(const ImageHeader &photo, const Output &output, bool overwrite);
+
+  // Gives every file its name.
+  void publish();
+
+  // Metadata that could not be kept, in the words of writeImage().
+  const std::vector<std::string> &losses() const { return losses_; }
+
+private:
+  std::vector<OutputFile> files_;
+  std::vector<std::string> losses_;
+};
+
+} // namespace vindrel::cli
