@@ -8,6 +8,8 @@
 namespace vindrel {
 namespace {
 
+constexpr int kThumbnailSide = 480; // pixels
+
 std::string frameError(const ImageView &frame, int index) {
   const std::string name = "frame " + std::to_string(index);
   if (std::string error = imageError(frame, name); !error.empty()) return error;
@@ -34,6 +36,13 @@ Result<ImageView> CallerFrames::ask(int index) const {
   }
 }
 
+void CallerFrames::take(int index, const ImageView &frame) {
+  lastIndex_ = index;
+  last_ = frame;
+  Thumbnail &thumbnail = thumbnails_[static_cast<std::size_t>(index)];
+  if (thumbnail.grey.empty()) thumbnail = makeThumbnail(frame, kThumbnailSide);
+}
+
 bool CallerFrames::open() {
   const Result<ImageView> first = ask(0);
   if (!first) {
@@ -41,8 +50,8 @@ bool CallerFrames::open() {
     return false;
   }
   format_ = {.size = first->size, .channels = first->channels, .depth = first->depth};
-  lastIndex_ = 0;
-  last_ = *first;
+  thumbnails_.resize(static_cast<std::size_t>(source_.count));
+  take(0, *first);
   return true;
 }
 
@@ -58,8 +67,7 @@ std::optional<ImageView> CallerFrames::frame(int index) {
                              ": differs from frame 0 in size, channels or depth; frames of a stack are alike");
     return std::nullopt;
   }
-  lastIndex_ = index;
-  last_ = *frame;
+  take(index, *frame);
   return last_;
 }
 

@@ -3,9 +3,11 @@
 #pragma once
 
 #include "base/FrameSource.h"
+#include "vindrel/Thumbnail.h"
 #include "vindrel/stack.hpp"
 
 #include <optional>
+#include <vector>
 
 namespace vindrel {
 
@@ -20,9 +22,12 @@ public:
   FrameFormat format() const override { return format_; }
   std::optional<ImageView> frame(int index) override;
   const Error &error() const { return error_; }
+  // Small copies of the frames that were handed over, by index.
+  const std::vector<Thumbnail> &thumbnails() const { return thumbnails_; }
 
 private:
   Result<ImageView> ask(int index) const;
+  void take(int index, const ImageView &frame);
 
   const StackSource &source_;
   FrameFormat format_;
@@ -31,6 +36,7 @@ private:
   // would be lost with the next.
   int lastIndex_ = -1;
   ImageView last_;
+  std::vector<Thumbnail> thumbnails_;
 };
 
 } // namespace vindrel

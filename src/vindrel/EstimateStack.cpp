@@ -77,9 +77,10 @@ Result<StackEstimate> estimate(const StackSource &source, const StackOptions &op
   StackOptions complete = options;
   if (complete.maxShiftX == 0) complete.maxShiftX = size.width / kDefaultShiftDivisor;
   if (complete.maxShiftY == 0) complete.maxShiftY = size.height / kDefaultShiftDivisor;
-  const RankedStack stack = options.model == Model::Shift ? estimateByShifts(frames, complete, progress.progress())
-                                                          : estimateByFeatures(frames, complete, progress.progress());
+  RankedStack stack = options.model == Model::Shift ? estimateByShifts(frames, complete, progress.progress())
+                                                    : estimateByFeatures(frames, complete, progress.progress());
   if (stack.status != Status::Ok) return failure(stack.status, frames, progress);
+  checkPictures(frames.thumbnails(), stack);
   return placeOnReference(stack, size, options);
 }
 

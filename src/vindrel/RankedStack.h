@@ -39,6 +39,9 @@ struct RankedStack {
 RankedStack estimateByFeatures(CallerFrames &frames, const StackOptions &options, const Progress &progress);
 RankedStack estimateByShifts(CallerFrames &frames, const StackOptions &options, const Progress &progress);
 
+// Puts in doubt the links that the pictures themselves contest.
+void checkPictures(const std::vector<Thumbnail> &thumbnails, RankedStack &stack);
+
 // What frames that are shifted by whole pixels against the reference share with it: a side below 1 when nothing.
 Rectangle commonOfShifts(Size frame, const std::vector<const Transform *> &frames);
 

@@ -49,7 +49,7 @@ struct LanczosTaps {
     const double root = 0.5 * std::numbers::sqrt3;
     // sin(pi / 3 (f - k)) for k = 1 and 2; three sixths of a turn only change the sign.
     const double less = kHalf * sine - root * cosine, lesser = -kHalf * sine - root * cosine;
-    const std::array<double, kTaps> turned = {-lesser, -less, sine, less, lesser, -sine};
+    const std::array<double, kTaps> turned = {-less, -lesser, sine, less, lesser, -sine};
     std::array<double, kTaps> values;
     double sum = 0;
     for (int k = 0; k < kTaps; ++k) {
