@@ -7,8 +7,8 @@
 //
 // A frame is called found only when its points agree on one transform, exactly enough and not by chance, and when the
 // pictures themselves, brought into register by it, do not contest it: a facade that repeats itself, or a subject that
-// moved before a background that did not, agrees at another place as well. What cannot be told: a subject that leaves no
-// more than a rim of the background is taken for the scene.
+// moved before a background that did not, agrees at another place as well. What cannot be told: a subject that leaves
+// no more than a rim of the background is taken for the scene.
 //
 // All functions may be called from several threads at once, for several stacks: nothing is shared between calls.
 #pragma once

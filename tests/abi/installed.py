@@ -1,9 +1,10 @@
 """What is installed can be used from outside, wherever it is moved to.
 
-Installs the build tree into a scratch folder, moves the result, then builds and runs a C program against it with
-CMake's find_package and with pkg-config, and loads the library by its published name.
+Installs the build tree into a scratch folder, moves the result, then builds and runs a C program against the flat
+interface and a C++ program against the C++ interface, each with CMake's find_package and with pkg-config, and loads the
+flat library by its published name.
 
-usage: installed.py CMAKE CC PKG_CONFIG BUILD_FOLDER CONSUMER_SOURCE SCRATCH_FOLDER
+usage: installed.py CMAKE CC CXX PKG_CONFIG BUILD_FOLDER THIS_FOLDER SCRATCH_FOLDER
 """
 
 import os
@@ -30,7 +31,8 @@ def findFolder(top, name):
 
 
 def main():
-    cmake, compiler, pkgConfig, build, source, scratch = sys.argv[1:]
+    cmake, compiler, cppCompiler, pkgConfig, build, here, scratch = sys.argv[1:]
+    source = os.path.join(here, "consumer")
     shutil.rmtree(scratch, ignore_errors=True)
     first, prefix = os.path.join(scratch, "first"), os.path.join(scratch, "moved here", "prefix")
     output(cmake, "--install", build, "--prefix", first)
@@ -39,7 +41,11 @@ def main():
 
     libraryFolder = findFolder(prefix, "VindrelRegLib-QVA.so.1")
     findFolder(os.path.join(prefix, "include"), "VindrelRegLib.h")
-    for name in ("LICENSE", "README.md"):
+    findFolder(prefix, "libvindrel.so.1")
+    headers = set(os.listdir(os.path.join(prefix, "include", "vindrel")))
+    if headers != set(os.listdir(os.path.join(here, "..", "..", "include", "vindrel"))):
+        sys.exit("the installed C++ headers are not those of the tree: %s" % sorted(headers))
+    for name in ("LICENSE", "README.md", "transforms.schema.json"):
         findFolder(prefix, name)
     for folder, _, names in os.walk(prefix):
         for name in names:
@@ -67,6 +73,23 @@ def main():
     loader = os.path.join(scratch, "load_by_name")
     run(compiler, *strict.split(), os.path.join(source, "load_by_name.c"), "-o", loader, "-ldl")
     run(loader, LD_LIBRARY_PATH=libraryFolder)
+
+    useCpp(cmake, cppCompiler, pkgConfig, os.path.join(here, "cpp_consumer"), prefix, scratch)
+
+
+def useCpp(cmake, compiler, pkgConfig, source, prefix, scratch):
+    strict = "-std=c++20 -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror"
+    consumer = os.path.join(scratch, "cpp_with_cmake")
+    run(cmake, "-G", "Ninja", "-S", source, "-B", consumer, "-DCMAKE_PREFIX_PATH=" + prefix,
+        "-DCMAKE_CXX_COMPILER=" + compiler, "-DCMAKE_CXX_FLAGS=" + strict, "-DCMAKE_BUILD_TYPE=Release")
+    run(cmake, "--build", consumer)
+    run(os.path.join(consumer, "align_source"))
+
+    flags = output(pkgConfig, "--cflags", "--libs", "vindrel", PKG_CONFIG_PATH=findFolder(prefix, "vindrel.pc"))
+    program = os.path.join(scratch, "cpp_with_pkg_config")
+    run("/bin/sh", "-c", '"$1" %s "$2" -o "$3" %s' % (strict, flags), "sh", compiler,
+        os.path.join(source, "align_source.cpp"), program)
+    run(program, LD_LIBRARY_PATH=findFolder(prefix, "libvindrel.so.1"))
 
 
 main()
