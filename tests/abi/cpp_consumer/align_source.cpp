@@ -34,11 +34,16 @@ std::vector<std::uint8_t> scene() {
 } // namespace
 
 int main() {
-  const std::vector<std::uint8_t> grey = scene();
+  // Each frame with noise of its own, as a sensor adds it.
+  std::vector<std::uint8_t> grey[2] = {scene(), scene()};
+  std::uint32_t state = 9;
+  for (std::vector<std::uint8_t> &frame : grey)
+    for (std::uint8_t &sample : frame)
+      sample = static_cast<std::uint8_t>(sample + ((state = state * 1664525u + 1013904223u) >> 16) % 5);
   const auto frame = [&](int index) -> vindrel::Result<vindrel::ImageView> {
     // A window into the scene: rows lie farther apart than a row is long.
     return vindrel::ImageView{
-        grey.data() + index * kShift, {kWidth, kHeight}, 1, kWidth + 20, vindrel::SampleDepth::U8};
+        grey[index].data() + index * kShift, {kWidth, kHeight}, 1, kWidth + 20, vindrel::SampleDepth::U8};
   };
   const auto stack = vindrel::estimateStack(
       vindrel::StackSource{2, frame},
