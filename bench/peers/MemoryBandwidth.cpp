@@ -1,9 +1,9 @@
 #include "MemoryBandwidth.h"
 
 #include "base/StaticShare.h"
+#include "support/Clock.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <omp.h>
 #include <stdexcept>
@@ -21,14 +21,13 @@ double copyBandwidth(int threads) {
   std::vector<std::uint64_t> from(kWords, 1), to(kWords, 0);
   double best = 0;
   for (int run = 0; run < kRuns; ++run) {
-    const auto start = std::chrono::steady_clock::now();
+    const Stopwatch watch(threads);
 #pragma omp parallel num_threads(threads)
     {
       const StaticShare share = staticShare(kWords, omp_get_thread_num(), omp_get_num_threads());
       std::copy(from.begin() + share.begin, from.begin() + share.end, to.begin() + share.begin);
     }
-    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-    best = std::max(best, 2.0 * sizeof(std::uint64_t) * kWords / seconds.count());
+    best = std::max(best, 2.0 * sizeof(std::uint64_t) * kWords / watch.seconds());
   }
   if (to != from) throw std::runtime_error("the copy differs");
   return best;

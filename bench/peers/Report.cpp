@@ -33,6 +33,9 @@ void printTable(const std::vector<ThreadRows> &runs) {
   for (const ThreadRows &run : runs)
     std::printf("Memory copied by %d thread%s: %.1f GB/s, read and written.\n", run.threads,
                 run.threads == 1 ? "" : "s", run.bandwidth / 1e9);
+  std::printf("Both sides by turns, the pair of runs with the median ratio. One thread: the processor's time; more: "
+              "the clock's.\n"
+              "x memory: ours, over what the memory takes for the bytes that must be read and written.\n");
   std::printf("\n| work | peer | threads | peer, s | ours, s | ratio | target | met | x memory |\n"
               "|---|---|---|---|---|---|---|---|---|\n");
   for (const ThreadRows &run : runs)
