@@ -1,41 +1,37 @@
-// The warp's inner loop. A row is taken in blocks of columns: first the coordinates of the whole block are mapped,
-// which the compiler does several columns at a time, then the source is sampled pixel by pixel, all samples of a pixel
-// from the same four neighbours and with the same weights.
-//
-// Precision decides the bits here. Coordinates and fractions are single precision, the interpolation is double
-// precision but for the weight of the lower right neighbour and its product, and the interpolated value is rounded to
-// single precision before it is stored.
+// The warp's inner loop. A row is taken in blocks of columns, each in three steps: the coordinates of all its pixels
+// are mapped, the neighbours and their weights are found, and the samples are interpolated into a buffer of the block's
+// own, from where they are copied. All steps are vectors, in files of their own; what they leave over (pixels at or
+// beyond the edge of the source, values too close to a rounding step for the arithmetic of the vectors) goes pixel by
+// pixel, in the plain form of WarpPixel.h, as everything does where there are no vectors or more than four channels.
 #include "warp/Warp.h"
 
 #include "transform/MapPoint.h"
+#include "warp/WarpBlock.h"
+#include "warp/WarpPixel.h"
 
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <cmath>
-#include <cstddef>
-#include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <optional>
 
-namespace vindrel {
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "warp/WarpKernel.cpp"
+#include <hwy/foreach_target.h>
+
+#include <hwy/highway.h>
+
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+#include "warp/WarpBytes-inl.h"
+#include "warp/WarpMapping-inl.h"
+#include "warp/WarpWords-inl.h"
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace vindrel::HWY_NAMESPACE {
 namespace {
-
-constexpr int kBlockColumns = 256;
-
-struct AffineMapping {
-  static constexpr int kCoefficients = 6;
-  static Point map(const float *t, float x, float y) { return mapAffineF(t, x, y); }
-};
-
-struct PerspectiveMapping {
-  static constexpr int kCoefficients = 8;
-  static Point map(const float *t, float x, float y) { return mapPerspectiveMixed(t, x, y); }
-};
-
-// Source coordinates of a block of output pixels.
-struct BlockCoordinates {
-  std::array<float, kBlockColumns> x;
-  std::array<float, kBlockColumns> y;
-};
 
 // Output pixels less the offset, as the transforms take them. The difference is exact in double precision, where that
 // of two ints could overflow.
@@ -43,159 +39,241 @@ float shifted(int position, int offset) {
   return static_cast<float>(static_cast<double>(position) - static_cast<double>(offset));
 }
 
-template <class Mapping>
-void mapBlock(const float *coefficients, int firstColumn, int columns, int offsetX, float y, BlockCoordinates &block) {
-  float t[Mapping::kCoefficients]; // a copy, which the stores below cannot be taken to change
-  std::copy_n(coefficients, Mapping::kCoefficients, t);
+template <bool kPerspective>
+void mapPlainly(const WarpJob &job, int firstColumn, int columns, float y, WarpBlock &block) {
+  float t[8]; // a copy, which the stores below cannot be taken to change
+  std::copy_n(job.transform.coefficients, kPerspective ? 8 : 6, t);
   for (int i = 0; i < columns; ++i) {
-    const Point p = Mapping::map(t, shifted(firstColumn + i, offsetX), y);
-    block.x[static_cast<std::size_t>(i)] = p.x;
-    block.y[static_cast<std::size_t>(i)] = p.y;
+    const float x = shifted(firstColumn + i, job.offsetX);
+    const Point p = kPerspective ? mapPerspectiveMixed(t, x, y) : mapAffineF(t, x, y);
+    block.x[i] = p.x;
+    block.y[i] = p.y;
   }
-}
-
-// A coordinate has its two neighbours along one axis when, cut to a whole number i, i >= 0 and i + 1 < size. Cutting
-// is toward zero, so the range is open at -1 and coordinates in (-1, 0) extrapolate from the first two pixels. The
-// comparison with the upper end needs no conversion to int, so that not-a-number and coordinates beyond the range of
-// int are outside like any other.
-float upperEnd(int size) {
-  if (size < 2) return -1.0f; // nothing lies between -1 and -1
-  const float nearest = static_cast<float>(size - 1);
-  // Above 2^24 the nearest float may fall short of size - 1 and would then itself be inside.
-  return static_cast<double>(nearest) < size - 1 ? std::nextafter(nearest, std::numeric_limits<float>::infinity())
-                                                 : nearest;
 }
 
 template <class Sample>
-struct SampledFrame {
-  const Sample *samples;
-  std::int64_t rowStride;
-  float endX; // coordinates in (-1, end) are inside
-  float endY;
+SampledFrame<Sample> sampledFrame(const ImageView &view) {
+  return {view.row<Sample>(0), view.rowStride, view.channels, upperEnd(view.size.width), upperEnd(view.size.height)};
+}
+
+template <class Sample, bool kPerspective, int kChannels>
+struct PlainBlocks {
+  const WarpJob &job;
+  SampledFrame<Sample> source;
+  WarpBlock block;
+
+  explicit PlainBlocks(const WarpJob &ofJob) : job(ofJob), source(sampledFrame<Sample>(ofJob.source)) {}
+
+  void warp(int firstColumn, int columns, float y, Sample *out) {
+    mapPlainly<kPerspective>(job, firstColumn, columns, y, block);
+    for (int i = 0; i < columns; ++i, out += source.channels)
+      warpPixel<kChannels>(source, block.x[i], block.y[i], out);
+  }
 };
 
-// Rounds to the nearest, halves up. The half is added in double precision: in single precision 0.49999997 + 0.5 would
-// round to 1.
-inline void store(float value, std::uint8_t &out) {
-  const float clamped = std::min(std::max(value, 0.0f), 255.0f);
-  out = static_cast<std::uint8_t>(static_cast<int>(static_cast<double>(clamped) + 0.5));
-}
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 
-// Rounds down: a 16-bit sample has steps to spare.
-inline void store(float value, std::uint16_t &out) {
-  const float clamped = std::min(std::max(value, 0.0f), 65535.0f);
-  out = static_cast<std::uint16_t>(static_cast<int>(clamped));
-}
+// Vectors load up to 16 bytes from where a pixel's neighbours begin, more than the neighbours take. The row that lies
+// last in memory is left to the plain form, so that what is loaded beyond a row lies in the one after it.
+constexpr std::int64_t kOverread = 16;      // samples
+constexpr std::int64_t kFarthest = 1 << 22; // columns and rows from here on are left to the plain form
 
-struct Weights {
-  double left, right, upper, lower;
-  float lowerRight; // right * lower in single precision
+// The rows whose pixels vectors may take for upper neighbours, and how many of them offsets reach at a time.
+struct VectorRows {
+  int begin, end, atOnce;
 };
 
-// kSamples neighbouring samples of one output pixel, from those of the four source pixels; a pixel's right neighbour
-// is pixelStep samples on. Every step runs over all samples, which lets the compiler take several at once, and all are
-// loaded before the first is stored, since it cannot know that the output lies apart from the source.
-template <int kSamples, class Sample>
-inline void interpolate(const Sample *upperRow, const Sample *lowerRow, int pixelStep, const Weights &w, Sample *out) {
-  double s00[kSamples], s10[kSamples], s01[kSamples];
-  float s11[kSamples], value[kSamples];
-  for (int c = 0; c < kSamples; ++c)
-    s00[c] = static_cast<double>(upperRow[c]);
-  for (int c = 0; c < kSamples; ++c)
-    s10[c] = static_cast<double>(upperRow[c + pixelStep]);
-  for (int c = 0; c < kSamples; ++c)
-    s01[c] = static_cast<double>(lowerRow[c]);
-  for (int c = 0; c < kSamples; ++c)
-    s11[c] = static_cast<float>(lowerRow[c + pixelStep]);
-  for (int c = 0; c < kSamples; ++c)
-    value[c] = static_cast<float>((s00[c] * w.left + s10[c] * w.right) * w.upper + s01[c] * w.left * w.lower +
-                                  static_cast<double>(s11[c] * w.lowerRight));
-  for (int c = 0; c < kSamples; ++c)
-    store(value[c], out[c]);
+inline std::optional<VectorRows> vectorRows(const ImageView &view) {
+  const std::int64_t stride = std::abs(view.rowStride);
+  const auto height = static_cast<int>(std::min<std::int64_t>(view.size.height, kFarthest));
+  const VectorRows rows = {view.rowStride < 0 ? 1 : 0, view.rowStride < 0 ? height - 1 : height - 2, 0};
+  if (stride < kOverread || view.size.width < 2 || rows.begin >= rows.end) return std::nullopt;
+  // Two rows more than the upper neighbours' are addressed, and a row's samples beyond the stride.
+  constexpr std::int64_t kReachable = (std::int64_t{1} << 31) - kMaxVectorChannels * kFarthest - kOverread;
+  const std::int64_t atOnce = kReachable / stride - 2;
+  if (atOnce < 1) return std::nullopt;
+  return VectorRows{rows.begin, rows.end, static_cast<int>(std::min<std::int64_t>(atOnce, rows.end - rows.begin))};
 }
 
-// kChannels 0: as many as channels says.
-template <class Sample, int kChannels>
-void sampleBlock(const SampledFrame<Sample> &source, const BlockCoordinates &block, int columns, int channels,
-                 Sample *out) {
-  const int n = kChannels > 0 ? kChannels : channels;
-  for (int i = 0; i < columns; ++i, out += n) {
-    const float x = block.x[static_cast<std::size_t>(i)];
-    const float y = block.y[static_cast<std::size_t>(i)];
-    if (!(x > -1.0f && x < source.endX && y > -1.0f && y < source.endY)) {
-      // Three samples at most are set: a fourth channel before the last keeps what the output held.
-      constexpr Sample kWhite = std::numeric_limits<Sample>::max();
-      out[0] = kWhite;
-      out[(n - 1) / 2] = kWhite;
-      out[n - 1] = kWhite;
-      continue;
+// How many output rows ahead neighbours are fetched. Less comes too late, and more does not stay in the cache.
+constexpr float kRowsAhead = 4;
+
+inline std::ptrdiff_t samplesAhead(const WarpJob &job) {
+  const float *t = job.transform.coefficients;
+  const auto steps = [](float slope) {
+    return std::abs(slope) < 1000 ? static_cast<std::ptrdiff_t>(std::lrint(kRowsAhead * slope)) : 0;
+  };
+  return steps(t[4]) * job.source.rowStride + steps(t[1]) * job.source.channels;
+}
+
+template <class Sample, bool kPerspective, int kChannels>
+struct VectorBlocks {
+  const WarpJob &job;
+  const VectorRows rows;
+  const SampledFrame<Sample> source;
+  const std::ptrdiff_t sourceStep;
+  const ByteConstants<kChannels> forwards, backwards;
+  WarpBlock block;
+
+  VectorBlocks(const WarpJob &ofJob, const VectorRows &ofRows)
+      : job(ofJob), rows(ofRows), source(sampledFrame<Sample>(ofJob.source)), sourceStep(samplesAhead(ofJob)),
+        forwards(false), backwards(true) {}
+
+  void warp(int firstColumn, int columns, float y, Sample *out) {
+    const CoordinateBounds bounds = map(firstColumn, columns, y);
+    block.slowCount = 0;
+    if (isOutside(bounds)) {
+      for (int i = 0; i < columns; ++i)
+        warpPixel<kChannels>(source, block.x[i], block.y[i], out + i * kChannels);
+      return;
     }
-    const int ix = static_cast<int>(x);
-    const int iy = static_cast<int>(y);
-    const float fx = x - static_cast<float>(ix);
-    const float fy = y - static_cast<float>(iy);
-    const double right = static_cast<double>(fx);
-    const double lower = static_cast<double>(fy);
-    const Weights weights = {1.0 - right, right, 1.0 - lower, lower, fx * fy};
+    const SourceWindow window = windowAt(block.y[columns / 2]);
+    const bool coarse = bounds.minX >= kCoarseFrom;
+    if (!window.holds(bounds))
+      locateBlock<Sample, kChannels, false, false>(window, columns, block);
+    else if (!coarse)
+      locateBlock<Sample, kChannels, true, false>(window, columns, block);
+    else
+      locateBlock<Sample, kChannels, true, true>(window, columns, block);
 
-    const Sample *upperRow = source.samples + iy * source.rowStride + static_cast<std::int64_t>(ix) * n;
-    const Sample *lowerRow = upperRow + source.rowStride;
-    if constexpr (kChannels > 0) {
-      interpolate<kChannels>(upperRow, lowerRow, n, weights, out);
+    auto *samples = reinterpret_cast<Sample *>(block.samples);
+    if (block.slowCount < columns) sample(window, coarse, columns, out);
+    for (int k = 0; k < block.slowCount; ++k) {
+      const int i = block.slow[k];
+      std::copy_n(out + i * kChannels, kChannels, samples + i * kChannels); // a pixel outside keeps some of it
+      warpPixel<kChannels>(source, block.x[i], block.y[i], samples + i * kChannels);
+    }
+    std::copy_n(samples, columns * kChannels, out);
+  }
+
+private:
+  // Bounds that are no numbers where the coordinates have not been mapped by vectors.
+  CoordinateBounds map(int firstColumn, int columns, float y) {
+    constexpr float kNone = std::numeric_limits<float>::quiet_NaN();
+    const float *t = job.transform.coefficients;
+    const std::int64_t begin = std::int64_t{firstColumn} - job.offsetX;
+    constexpr std::int64_t kWhole = 1 << 24; // whole numbers up to here are exact in single precision
+    if (begin >= -kWhole && begin + kPaddedColumns <= kWhole) {
+      const auto firstX = static_cast<float>(begin);
+      if constexpr (!kPerspective) return mapAffineBlock(t, firstX, columns, y, block);
+      CoordinateBounds bounds = {};
+      if (kPerspective && mapPerspectiveBlock(t, firstX, columns, y, block, bounds)) return bounds;
+    }
+    mapPlainly<kPerspective>(job, firstColumn, columns, y, block);
+    std::fill(block.x + columns, block.x + padded(columns), kNone);
+    std::fill(block.y + columns, block.y + padded(columns), kNone);
+    return {kNone, kNone, kNone, kNone};
+  }
+
+  bool isOutside(const CoordinateBounds &b) const {
+    return b.maxX <= -1 || b.minX >= source.endX || b.maxY <= -1 || b.minY >= source.endY;
+  }
+
+  // As many rows as offsets reach, about the one given.
+  SourceWindow windowAt(float y) const {
+    int first = rows.begin;
+    if (rows.atOnce < rows.end - rows.begin) {
+      const float latest = static_cast<float>(rows.end - rows.atOnce);
+      const float wanted = y - static_cast<float>(rows.atOnce / 2);
+      if (wanted > static_cast<float>(first)) first = static_cast<int>(std::min(wanted, latest));
+    }
+    return {.firstRow = first,
+            .stride = static_cast<std::uint32_t>(job.source.rowStride),
+            .endX = static_cast<float>(std::min<std::int64_t>(job.source.size.width - 1, kFarthest)),
+            .firstY = static_cast<float>(first),
+            .endY = static_cast<float>(first + rows.atOnce)};
+  }
+
+  void sample(const SourceWindow &window, bool coarse, int columns, Sample *out) {
+    const std::int64_t stride = job.source.rowStride;
+    const Sample *first = source.samples + window.firstRow * stride;
+    const FrameRows<Sample> frame = {
+        .upper = first,
+        .lower = first + stride,
+        .lowest = static_cast<std::int32_t>(std::min<std::int64_t>((rows.atOnce - 1) * stride, 0)),
+        .out = out,
+        .sourceStep = sourceStep};
+    if constexpr (sizeof(Sample) == 2) {
+      sampleWords<kChannels>(frame, columns, block);
     } else {
-      int c = 0;
-      for (; c + 4 <= n; c += 4)
-        interpolate<4>(upperRow + c, lowerRow + c, n, weights, out + c);
-      for (; c < n; ++c)
-        interpolate<1>(upperRow + c, lowerRow + c, n, weights, out + c);
+      const bool back = block.x[columns - 1] < block.x[0];
+      const ByteConstants<kChannels> &constants = back ? backwards : forwards;
+      if (coarse)
+        sampleBytes<kChannels, true>(frame, columns, constants, back, block);
+      else
+        sampleBytes<kChannels, false>(frame, columns, constants, back, block);
     }
   }
-}
+};
 
-template <class Sample, class Mapping, int kChannels>
-void warpRows(const WarpJob &job, RowBand rows, Sample *out) {
-  const ImageView &view = job.source;
-  const SampledFrame<Sample> source = {view.row<Sample>(0), view.rowStride, upperEnd(view.size.width),
-                                       upperEnd(view.size.height)};
-  BlockCoordinates block;
+#endif
+
+template <class Blocks, class Sample>
+void warpRows(const WarpJob &job, RowBand rows, Blocks &blocks, Sample *out) {
   for (int row = rows.begin; row < rows.end; ++row) {
     const float y = shifted(row, job.offsetY);
     for (std::int64_t column = 0; column < job.dstWidth; column += kBlockColumns) {
       const int first = static_cast<int>(column);
       const int columns = std::min(kBlockColumns, job.dstWidth - first);
-      mapBlock<Mapping>(job.transform.coefficients, first, columns, job.offsetX, y, block);
-      sampleBlock<Sample, kChannels>(source, block, columns, view.channels, out);
-      out += static_cast<std::int64_t>(columns) * view.channels;
+      blocks.warp(first, columns, y, out);
+      out += static_cast<std::int64_t>(columns) * job.source.channels;
     }
   }
 }
 
-template <class Sample, class Mapping>
+template <class Sample, bool kPerspective, int kChannels>
+void warpRowsOf(const WarpJob &job, RowBand rows, Sample *out) {
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+  if constexpr (kChannels > 0 && (sizeof(Sample) == 1 || kWordVectors)) {
+    if (const auto usable = vectorRows(job.source)) {
+      VectorBlocks<Sample, kPerspective, kChannels> blocks(job, *usable);
+      return warpRows(job, rows, blocks, out);
+    }
+  }
+#endif
+  PlainBlocks<Sample, kPerspective, kChannels> blocks(job);
+  warpRows(job, rows, blocks, out);
+}
+
+template <class Sample, bool kPerspective>
 void warpRowsOfChannels(const WarpJob &job, RowBand rows, Sample *out) {
   switch (job.source.channels) {
   case 1:
-    return warpRows<Sample, Mapping, 1>(job, rows, out);
+    return warpRowsOf<Sample, kPerspective, 1>(job, rows, out);
+  case 2:
+    return warpRowsOf<Sample, kPerspective, 2>(job, rows, out);
   case 3:
-    return warpRows<Sample, Mapping, 3>(job, rows, out);
+    return warpRowsOf<Sample, kPerspective, 3>(job, rows, out);
   case 4:
-    return warpRows<Sample, Mapping, 4>(job, rows, out);
+    return warpRowsOf<Sample, kPerspective, 4>(job, rows, out);
   default:
-    return warpRows<Sample, Mapping, 0>(job, rows, out);
+    return warpRowsOf<Sample, kPerspective, 0>(job, rows, out);
   }
 }
 
 template <class Sample>
 void warpRowsOfSamples(const WarpJob &job, RowBand rows, void *dst) {
-  Sample *out = static_cast<Sample *>(dst);
-  if (job.transform.perspective) return warpRowsOfChannels<Sample, PerspectiveMapping>(job, rows, out);
-  warpRowsOfChannels<Sample, AffineMapping>(job, rows, out);
+  auto *out = static_cast<Sample *>(dst);
+  if (job.transform.perspective) return warpRowsOfChannels<Sample, true>(job, rows, out);
+  warpRowsOfChannels<Sample, false>(job, rows, out);
+}
+
+void warpAnyBand(const WarpJob &job, RowBand rows, void *dst) {
+  if (job.source.depth == SampleDepth::U8) return warpRowsOfSamples<std::uint8_t>(job, rows, dst);
+  warpRowsOfSamples<std::uint16_t>(job, rows, dst);
 }
 
 } // namespace
+} // namespace vindrel::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace vindrel {
+
+HWY_EXPORT(warpAnyBand);
 
 void warpBand(const WarpJob &job, RowBand rows, void *dst) {
-  if (job.source.depth == SampleDepth::U8) return warpRowsOfSamples<std::uint8_t>(job, rows, dst);
-  warpRowsOfSamples<std::uint16_t>(job, rows, dst);
+  HWY_DYNAMIC_DISPATCH(warpAnyBand)(job, rows, dst);
 }
 
 void *outputRow(const WarpJob &job, void *dst, std::int64_t row) {
@@ -204,3 +282,4 @@ void *outputRow(const WarpJob &job, void *dst, std::int64_t row) {
 }
 
 } // namespace vindrel
+#endif

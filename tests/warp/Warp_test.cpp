@@ -2,6 +2,8 @@
 #include "warp/Warp.h"
 
 #include "VindrelRegLib.h"
+#include "reference/Warp.h"
+#include "support/EveryTarget.h"
 #include "support/FailingAllocation.h"
 #include "support/GuardedBuffer.h"
 #include "warp/WarpCall.h"
@@ -342,6 +344,36 @@ TEST(Warp, AddressesSourcesBeyondTwoToThe32Samples) {
   out[0] = 0;
   call.onCaller(out);
   EXPECT_THAT(out, ElementsAre(200, 0, 0));
+}
+
+TEST(Warp, AddressesManyRowsOfSourcesBeyondTwoToThe32Samples) {
+  constexpr std::int64_t kStride = 1 << 28; // of eight rows at most offsets fit an int
+  constexpr int kWidth = 90, kHeight = 40;
+  SparseMemory memory(std::size_t{kStride} * kHeight);
+  if (!memory) GTEST_SKIP() << "no address space of this size";
+  const auto row = noise<std::uint8_t>(kWidth * 3, 1);
+  for (int y = 0; y < kHeight; ++y)
+    for (int k = 0; k < kWidth * 3; ++k)
+      memory.bytes()[y * kStride + k] = static_cast<std::uint8_t>(row[static_cast<std::size_t>(k)] + y * 37);
+  // Along a row of the output the source's rows change: slowly, and by more at a time than offsets reach.
+  for (const float slope : {0.0f, 0.03f, 0.4f, 7.0f}) {
+    const float transform[6] = {0.9f, 0.1f, 2.5f, slope, 1, 0.25f};
+    const WarpCall call = {.srcWidth = kWidth,
+                           .srcHeight = kHeight,
+                           .srcStride = static_cast<int>(kStride),
+                           .dstWidth = kWidth,
+                           .rowEnd = kHeight,
+                           .transforms = transform,
+                           .srcBase = memory.bytes()};
+    const reference::Warp<std::uint8_t> definition = {memory.bytes(), kWidth, kHeight, kStride, 3,
+                                                      kWidth,         0,      0,       false,   transform};
+    std::vector<std::uint8_t> expected(kWidth * kHeight * 3), produced(expected.size());
+    reference::warpRows(definition, 0, kHeight, expected.data());
+    onEveryTarget([&] {
+      call.onCaller(produced.data());
+      EXPECT_EQ(produced, expected);
+    });
+  }
 }
 
 TEST(Warp, AddressesColumnsBeyondTwoToThe31Samples) {
