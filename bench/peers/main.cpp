@@ -20,6 +20,7 @@ struct Comparison {
 
 // In the order of the table.
 constexpr Comparison kComparisons[] = {
+    {"warp", compareWarp},
     {"features", compareFeatures},
     {"shift", compareShift},
     {"stack", compareStack},
