@@ -49,49 +49,72 @@ using Floats = hn::CappedTag<float, kDescriptorLength>;
 using FloatVector = hn::Vec<Floats>;
 using Ints = hn::CappedTag<std::int32_t, kGroup>;
 
-// The bits of a group of points from j on: within the limits, and ending the search.
-struct WindowBits {
-  unsigned within = 0, ends = 0;
+// Limits in vectors, out of reach of the stores of indices, which could be to anything of the same type.
+struct LimitVectors {
+  hn::Vec<Ints> scaleLow, scaleHigh, xLow, xHigh, yLow, yHigh;
 };
 
-HWY_INLINE WindowBits windowBits(const SearchedSet &set, std::ptrdiff_t j, const PairLimits &limits) {
+HWY_INLINE unsigned bitsOf(hn::Mask<Ints> mask) {
+  std::uint8_t bytes[8] = {};
+  hn::StoreMaskBits(Ints(), mask, bytes);
+  return bytes[0];
+}
+
+// Not 0 where the value lies outside the bounds.
+HWY_INLINE hn::Vec<Ints> outside(hn::Vec<Ints> value, hn::Vec<Ints> low, hn::Vec<Ints> high) {
+  return hn::Xor(hn::Min(hn::Max(value, low), high), value);
+}
+
+// The bits of a group of points from j on: within the limits, and beyond one that may end the search.
+struct WindowBits {
+  unsigned within = 0, beyond = 0;
+};
+
+HWY_INLINE WindowBits windowBits(const SearchedSet &set, std::ptrdiff_t j, const LimitVectors &limits) {
   const Ints tag;
   WindowBits bits;
   for (int i = 0; i < kGroup; i += static_cast<int>(hn::Lanes(tag))) {
     const auto scale = hn::LoadU(tag, set.scaleCode + j + i);
     const auto x = hn::LoadU(tag, set.x + j + i), y = hn::LoadU(tag, set.y + j + i);
-    const auto lowScale = hn::Lt(scale, hn::Set(tag, limits.scaleLow));
-    const auto highScale = hn::Gt(scale, hn::Set(tag, limits.scaleHigh));
-    const auto highRow = hn::Gt(y, hn::Set(tag, limits.yHigh));
-    const auto outside = hn::Or(hn::Or(hn::Lt(x, hn::Set(tag, limits.xLow)), hn::Gt(x, hn::Set(tag, limits.xHigh))),
-                                hn::Or(hn::Lt(y, hn::Set(tag, limits.yLow)), highRow));
-    const auto ends = hn::Or(highScale, hn::AndNot(lowScale, highRow));
-    std::uint8_t within[8] = {}, ending[8] = {};
-    hn::StoreMaskBits(tag, hn::Not(hn::Or(hn::Or(lowScale, highScale), outside)), within);
-    hn::StoreMaskBits(tag, ends, ending);
-    bits.within |= static_cast<unsigned>(within[0]) << i;
-    bits.ends |= static_cast<unsigned>(ending[0]) << i;
+    const auto off = hn::Or(hn::Or(outside(x, limits.xLow, limits.xHigh), outside(y, limits.yLow, limits.yHigh)),
+                            outside(scale, limits.scaleLow, limits.scaleHigh));
+    const auto beyond = hn::Or(hn::Gt(scale, limits.scaleHigh), hn::Gt(y, limits.yHigh));
+    bits.within |= bitsOf(hn::Eq(off, hn::Zero(tag))) << i;
+    bits.beyond |= bitsOf(beyond) << i;
   }
   return bits;
+}
+
+// The first of a group of points that ends the search, or where the set ends; kGroup if neither is in the group.
+int firstEnd(const SearchedSet &set, int j, const PairLimits &limits) {
+  int i = 0;
+  for (; i < std::min(kGroup, set.count - j); ++i) {
+    const std::int32_t scale = set.scaleCode[j + i];
+    if (scale > limits.scaleHigh || (scale >= limits.scaleLow && set.y[j + i] > limits.yHigh)) return i;
+  }
+  return i;
 }
 
 int list(const SearchedSet &set, int first, const PairLimits &limits, std::int32_t *HWY_RESTRICT indices) {
   const Ints tag;
   const hn::Rebind<std::uint8_t, Ints> bytes;
+  const LimitVectors vectors = {hn::Set(tag, limits.scaleLow), hn::Set(tag, limits.scaleHigh),
+                                hn::Set(tag, limits.xLow),     hn::Set(tag, limits.xHigh),
+                                hn::Set(tag, limits.yLow),     hn::Set(tag, limits.yHigh)};
   int count = 0;
   for (int j = first; j < set.count; j += kGroup) {
-    WindowBits bits = windowBits(set, j, limits);
-    if (set.count - j < kGroup) {
-      bits.within &= (1u << (set.count - j)) - 1;
-      bits.ends |= 1u << (set.count - j);
+    WindowBits bits = windowBits(set, j, vectors);
+    int end = kGroup;
+    if (bits.beyond != 0 || set.count - j < kGroup) {
+      end = firstEnd(set, j, limits);
+      bits.within &= (1u << end) - 1;
     }
-    bits.within &= (bits.ends & (0 - bits.ends)) - 1; // those before the first that ends the search
     for (int i = 0; i < kGroup; i += static_cast<int>(hn::Lanes(tag))) {
       const auto positions = hn::PromoteTo(tag, hn::LoadU(bytes, kSetBits[bits.within].data() + i));
       hn::StoreU(hn::Add(positions, hn::Set(tag, j)), tag, indices + count + i);
     }
     count += std::popcount(bits.within);
-    if (bits.ends != 0) break;
+    if (end < kGroup) break;
   }
   return count;
 }
