@@ -71,7 +71,7 @@ void swapValues(Exiv2::ExifData &exif, const char *x, const char *y) {
   const auto alongX = exif.findKey(ExifKey(x));
   const auto alongY = exif.findKey(ExifKey(y));
   if (alongX == exif.end() || alongY == exif.end()) return;
-  const Exiv2::Value::AutoPtr value = alongX->getValue();
+  const auto value = alongX->getValue();
   alongX->setValue(alongY->getValue().get());
   alongY->setValue(value.get());
 }

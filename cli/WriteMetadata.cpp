@@ -77,6 +77,14 @@ void removeMakerNotes(Exiv2::ExifData &exif) {
     at = isMakerNote(*at) ? exif.erase(at) : std::next(at);
 }
 
+// This version of the library hands over ownership by a pointer type that the language has given up since.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+auto openOutput(OutputFile &file) {
+  return Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new OutputFileIo(file)));
+}
+#pragma GCC diagnostic pop
+
 // The parts that fit the new picture.
 struct FittedParts {
   Exiv2::ExifData exif;
@@ -89,7 +97,7 @@ struct FittedParts {
 
 // Writes what is kept and returns the Exif chunk that a PNG is to have besides.
 std::string writeParts(OutputFile &file, const std::string &format, const FittedParts &parts, const Kept &kept) {
-  const auto image = Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new OutputFileIo(file)));
+  const auto image = openOutput(file);
   image->readMetadata();
   Exiv2::ExifData exif = kept.exif ? parts.exif : Exiv2::ExifData();
   if (!kept.makerNotes) removeMakerNotes(exif);
@@ -108,7 +116,7 @@ std::string writeParts(OutputFile &file, const std::string &format, const Fitted
 
 // The library leaves out large tags when all of them together are too much for the format, and says nothing.
 std::string missingTags(OutputFile &file, const Exiv2::ExifData &exif) {
-  const auto image = Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new OutputFileIo(file)));
+  const auto image = openOutput(file);
   image->readMetadata();
   const Exiv2::ExifData &written = image->exifData();
   constexpr std::uint16_t kExifTag = 0x8769; // where other directories are, which come and go with their tags
