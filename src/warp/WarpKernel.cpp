@@ -208,15 +208,28 @@ private:
 
 #endif
 
+// Where a row of the output runs down the source, every one of its pixels lies in another line of the cache. The rows
+// after it find those lines there only when a block of columns goes through some rows before the next block begins: as
+// many as a line has pixels of three bytes, and as many lines as the nearest caches hold.
+constexpr int kRowsOfSteep = 32;
+constexpr float kSteep = 0.2f; // rows of the source a column of the output
+
+inline int rowsAtATime(const WarpJob &job) {
+  return std::abs(job.transform.coefficients[3]) > kSteep ? kRowsOfSteep : 1;
+}
+
 template <class Blocks, class Sample>
 void warpRows(const WarpJob &job, RowBand rows, Blocks &blocks, Sample *out) {
-  for (int row = rows.begin; row < rows.end; ++row) {
-    const float y = shifted(row, job.offsetY);
+  const std::int64_t rowSamples = std::int64_t{job.dstWidth} * job.source.channels;
+  const std::int64_t atATime = rowsAtATime(job);
+  for (std::int64_t begin = rows.begin; begin < rows.end; begin += atATime) {
+    const std::int64_t end = std::min<std::int64_t>(begin + atATime, rows.end);
     for (std::int64_t column = 0; column < job.dstWidth; column += kBlockColumns) {
       const int first = static_cast<int>(column);
       const int columns = std::min(kBlockColumns, job.dstWidth - first);
-      blocks.warp(first, columns, y, out);
-      out += static_cast<std::int64_t>(columns) * job.source.channels;
+      for (std::int64_t row = begin; row < end; ++row)
+        blocks.warp(first, columns, shifted(static_cast<int>(row), job.offsetY),
+                    out + (row - rows.begin) * rowSamples + column * job.source.channels);
     }
   }
 }

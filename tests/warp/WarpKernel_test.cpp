@@ -195,6 +195,14 @@ TEST(WarpKernel, EqualsTheDefinitionForTurnedMirroredAndScaledFrames) {
         }
 }
 
+TEST(WarpKernel, EqualsTheDefinitionOfManyRowsThatRunDownTheSource) {
+  for (const int rows : {31, 32, 33, 70})
+    for (int channels = 1; channels <= 5; ++channels)
+      expectSameBitsAtBothDepths({80, 330, 300, rows, channels, 1, 0, 0},
+                                 {0.02f, 0.9f, 3.5f, -1.05f, 0.01f, 320, 20, -30}, rows % 2 == 0,
+                                 static_cast<unsigned>(channels));
+}
+
 TEST(WarpKernel, EqualsTheDefinitionOfValuesCloseToHalfSteps) {
   // A fraction close to m / 2n, between neighbours that differ by n: v is close to a half step. Noise has pairs of
   // every difference. Columns from 512 on have fractions of 14 digits at most.
