@@ -10,6 +10,7 @@
 #include "OutputFile.h"
 #include "PhotoSet.h"
 #include "ProgressBar.h"
+#include "SavedTransforms.h"
 #include "Stopwatch.h"
 #include "TruthFile.h"
 #include "WarpedOutputs.h"
@@ -85,9 +86,26 @@ StackEstimate estimate(FrameReader &reader, StackOptions options, ProgressBar &b
                 result.error().message);
 }
 
-Filter filterNamed(const std::string &name) {
-  if (name == "bicubic") return Filter::Bicubic;
-  return name == "lanczos" ? Filter::Lanczos3 : Filter::Bilinear;
+// What an earlier run has found, with this run's policy for frames that were not.
+StackEstimate saved(const AlignArguments &arguments, const std::vector<ImageHeader> &headers) {
+  TransformsFile file = readTransforms(arguments.transforms);
+  checkSizes(file, arguments.transforms, headers);
+  checkOrder(file, arguments.transforms, headers);
+  for (FrameEstimate &frame : file.estimate.frames) {
+    if (arguments.onUnaligned == "keep" && frame.verdict == Verdict::NotFound) frame.frameFromReference = {};
+  }
+  return std::move(file.estimate);
+}
+
+std::vector<std::filesystem::path> otherInputs(const AlignArguments &arguments) {
+  std::vector<std::filesystem::path> files;
+  for (const std::string &file : {arguments.transforms, arguments.truth})
+    if (!file.empty()) files.emplace_back(file);
+  return files;
+}
+
+std::filesystem::path parentOf(const std::filesystem::path &file) {
+  return file.has_parent_path() ? file.parent_path() : ".";
 }
 
 class AlignRun {
@@ -110,6 +128,7 @@ private:
   ProgressBar bar_;
   std::vector<Output> outputs_;
   std::optional<OutputFolder> folder_;
+  std::optional<OutputFolder> transformsFolder_;
   AlignReport report_;
 };
 
@@ -137,7 +156,8 @@ void AlignRun::judge(const std::vector<TruthFrame> &truth) {
 
 void AlignRun::write() {
   WarpedOutputs pictures;
-  if (headers_.size() == 1 && outputs_.front().format == headers_.front().format) {
+  const bool single = headers_.size() == 1 && outputs_.front().format == headers_.front().format;
+  if (single && arguments_.transforms.empty() && !outputs_.front().target.empty()) {
     // A single photograph has nothing to be aligned with: its very bytes are the result.
     pictures.copy(headers_.front(), outputs_.front(), arguments_.common.overwrite);
     if (!arguments_.common.quiet) {
@@ -150,8 +170,13 @@ void AlignRun::write() {
                     .overwrite = arguments_.common.overwrite},
                    [&](double fraction) { bar_.show(kEstimateShare + kWriteShare * fraction, "writing"); });
   }
+  if (!arguments_.transformsOut.empty()) {
+    pictures.writeText(arguments_.transformsOut, transformsText(report_.stack, arguments_.photos, arguments_.threads),
+                       arguments_.common.overwrite);
+  }
   pictures.publish();
-  folder_->keep();
+  for (std::optional<OutputFolder> *folder : {&folder_, &transformsFolder_})
+    if (*folder) (*folder)->keep();
   report_.warnings.insert(report_.warnings.begin(), pictures.losses().begin(), pictures.losses().end());
 }
 
@@ -171,12 +196,17 @@ ExitCode AlignRun::run() {
   checkAlike(headers_);
   outputs_ = planOutputs(headers_, {.folder = arguments_.folder,
                                     .name = arguments_.name.empty() ? NameTemplate() : NameTemplate(arguments_.name),
+                                    .transforms = arguments_.transformsOut,
+                                    .otherInputs = otherInputs(arguments_),
                                     .overwrite = arguments_.common.overwrite});
   const std::vector<TruthFrame> truth = truthOf(arguments_, headers_.front().size);
-  if (!arguments_.dryRun) folder_.emplace(arguments_.folder);
+  if (!arguments_.dryRun && !arguments_.folder.empty()) folder_.emplace(arguments_.folder);
+  if (!arguments_.dryRun && !arguments_.transformsOut.empty()) {
+    transformsFolder_.emplace(parentOf(arguments_.transformsOut));
+  }
 
   const Stopwatch whole;
-  report_.stack = estimate(reader_, options, bar_);
+  report_.stack = arguments_.transforms.empty() ? estimate(reader_, options, bar_) : saved(arguments_, headers_);
   report_.seconds.estimating = whole.seconds() - reader_.seconds();
   judge(truth);
   if (report_.written) write();

@@ -47,7 +47,7 @@ void addOutputs(CLI::App &options, AlignArguments &arguments) {
   options
       .add_option("-o,--output", arguments.folder,
                   "Folder to write to; made if it is missing\n"
-                  "Required, unless --dry-run is given")
+                  "Required, unless --dry-run or --transforms-out is given")
       ->type_name("DIR");
   addName(options, arguments.name);
   addChoice(options, "--crop", arguments.crop, "CROP", {"common", "none"},
@@ -62,6 +62,9 @@ void addOutputs(CLI::App &options, AlignArguments &arguments) {
             "keep: written where they were\n"
             "drop: not written; the others are cropped without them\n"
             "fail: nothing is written");
+  options
+      .add_option("--transforms-out", arguments.transformsOut, "Save the transforms to FILE, for apply or --transforms")
+      ->type_name("FILE");
 }
 
 void addSearch(CLI::App &options, AlignArguments &arguments) {
@@ -88,6 +91,11 @@ void addSearch(CLI::App &options, AlignArguments &arguments) {
         return parseMaxShift(text) ? std::string() : "takes pixels as X or X,Y, each at least 1, not " + text;
       })
       ->type_name("X[,Y]");
+  options
+      .add_option("--transforms", arguments.transforms,
+                  "Estimate nothing, and use the transforms that were saved in FILE\n"
+                  "for as many frames of this size, in this order")
+      ->type_name("FILE");
   addThreads(options, arguments.threads);
   options
       .add_option("--truth", arguments.truth,
@@ -146,8 +154,13 @@ void addAlignOptions(CLI::App &options, AlignArguments &arguments) {
   addCommonOptions(options, arguments.common, "outputs that exist already");
   addReportOptions(options, arguments.report, "how exact each frame is, the crop and the time");
   options.footer(kHelpEnd);
-  options.callback([&arguments] {
-    if (arguments.folder.empty() && !arguments.dryRun) throw CLI::RequiredError("--output");
+  options.callback([&arguments, &options] {
+    if (arguments.folder.empty() && arguments.transformsOut.empty() && !arguments.dryRun) {
+      throw CLI::RequiredError("--output");
+    }
+    for (const char *name : {"--model", "--reference", "--max-shift"}) {
+      if (!arguments.transforms.empty() && options.count(name) > 0) throw CLI::ExcludesError("--transforms", name);
+    }
     checkReportOptions(arguments.common, arguments.report);
   });
 }

@@ -38,6 +38,8 @@ struct AlignArguments {
   std::string crop = "common";
   std::string filter = "bilinear";
   std::string onUnaligned = "guess";
+  std::string transforms;    // saved ones to use; empty: they are estimated
+  std::string transformsOut; // where to save them; empty: nowhere
   std::string truth;
   bool dryRun = false;
   CommonOptions common;

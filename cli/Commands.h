@@ -22,12 +22,14 @@ struct Command {
 };
 
 Run declareAlign(CLI::App &options);
+Run declareApply(CLI::App &options);
 Run declareInfo(CLI::App &options);
 Run declareSimulate(CLI::App &options);
 Run declareStraighten(CLI::App &options);
 
 constexpr Command kCommands[] = {
     {"align", "Align photographs of one scene, whatever their exposures", declareAlign},
+    {"apply", "Move further images by transforms that align has saved", declareApply},
     {"info", "Print what files hold: size, depth, exposure, orientation, profile", declareInfo},
     {"simulate", "Make a hand-held bracket with known truth out of one photograph", declareSimulate},
     {"straighten", "Make converging lines parallel, turn and crop one photograph", declareStraighten},

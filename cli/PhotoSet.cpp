@@ -95,10 +95,10 @@ void checkNothingIsReplaced(const fs::path &target, const std::vector<ImageHeade
 
 } // namespace
 
-std::vector<ImageHeader> readHeaders(const std::vector<std::string> &photos) {
+std::vector<ImageHeader> readHeaders(const std::vector<std::string> &photos, Accept accept) {
   std::vector<ImageHeader> headers;
   for (const std::string &photo : photos)
-    headers.push_back(readHeader(photo));
+    headers.push_back(readHeader(photo, accept));
   return headers;
 }
 

@@ -14,7 +14,7 @@ namespace vindrel::cli {
 
 // The header of every photograph, whether they fit together or not. Throws Unreadable for the first that cannot be
 // read.
-std::vector<ImageHeader> readHeaders(const std::vector<std::string> &photos);
+std::vector<ImageHeader> readHeaders(const std::vector<std::string> &photos, Accept accept = Accept::WholeNumbers);
 
 // Throws Usage, listing every file with its properties, when they differ in size, channels or depth.
 void checkAlike(const std::vector<ImageHeader> &headers);

@@ -22,6 +22,12 @@ std::vector<int> writingOrder(const FrameReader &reader, const std::vector<Outpu
 
 } // namespace
 
+Filter filterNamed(const std::string &name) {
+  if (name == "nearest") return Filter::Nearest;
+  if (name == "bicubic") return Filter::Bicubic;
+  return name == "lanczos" ? Filter::Lanczos3 : Filter::Bilinear;
+}
+
 void WarpedOutputs::write(FrameReader &reader, const StackEstimate &stack, const std::vector<Output> &outputs,
                           const WarpSettings &settings, const std::function<void(double)> &progress) {
   const std::vector<int> order = writingOrder(reader, outputs);
@@ -59,6 +65,12 @@ void WarpedOutputs::copy(const ImageHeader &photo, const Output &output, bool ov
     file.append(block.data(), static_cast<std::size_t>(source.gcount()));
   }
   if (!source.eof()) throw Failure(ExitCode::Unreadable, photo.path.string() + ": cannot be read to its end");
+  file.finish();
+}
+
+void WarpedOutputs::writeText(const std::filesystem::path &target, const std::string &text, bool overwrite) {
+  OutputFile &file = files_.emplace_back(target, overwrite);
+  file.append(text.data(), text.size());
   file.finish();
 }
 

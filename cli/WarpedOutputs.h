@@ -14,6 +14,9 @@
 
 namespace vindrel::cli {
 
+// "bilinear", "bicubic", "lanczos" or "nearest".
+Filter filterNamed(const std::string &name);
+
 // What becomes of a photograph.
 struct Output {
   std::filesystem::path target;
@@ -36,6 +39,9 @@ public:
 
   // A copy of the photograph's file, byte for byte.
   void copy(const ImageHeader &photo, const Output &output, bool overwrite);
+
+  // A file of that text.
+  void writeText(const std::filesystem::path &target, const std::string &text, bool overwrite);
 
   // Gives every file its name.
   void publish();

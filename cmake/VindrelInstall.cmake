@@ -35,6 +35,8 @@ install(FILES "${PROJECT_SOURCE_DIR}/share/transforms.schema.json" DESTINATION "
 # The program installs itself (cli/CMakeLists.txt).
 if(TARGET vindrel_cli)
   install(FILES "${PROJECT_SOURCE_DIR}/man/vindrel.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+  install(FILES "${PROJECT_SOURCE_DIR}/share/vindrel.bash"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME vindrel)
   install(FILES "${PROJECT_SOURCE_DIR}/share/align.schema.json" DESTINATION "${CMAKE_INSTALL_DATADIR}/vindrel")
 endif()
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md" "${PROJECT_SOURCE_DIR}/LICENSE"

@@ -51,6 +51,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Misuse{{"align", "a.jpg", "-o", "out", "--reference", "0"}, "--reference"},
                     Misuse{{"align", "a.jpg", "-o", "out", "--on-unaligned", "pray"}, "--on-unaligned"},
                     Misuse{{"align", "a.jpg", "-o", "out", "-q", "-v"}, "--verbose"},
+                    Misuse{{"apply", "a.jpg", "-o", "out"}, "--transforms"},
+                    Misuse{{"apply", "a.jpg", "--transforms", "t.json"}, "--output"},
+                    Misuse{{"apply", "-o", "out", "--transforms", "t.json"}, "IMAGE"},
+                    Misuse{{"apply", "a.jpg", "-o", "out", "--transforms", "t.json", "--frame", "0"}, "--frame"},
+                    Misuse{{"apply", "a.jpg", "-o", "out", "--transforms", "t.json", "--filter", "x"}, "--filter"},
                     Misuse{{"simulate", "a.jpg", "-o", "out"}, "--frames"},
                     Misuse{{"simulate", "a.jpg", "--frames", "3"}, "--output"},
                     Misuse{{"simulate", "-o", "out", "--frames", "3"}, "PHOTO"},
@@ -90,7 +95,7 @@ TEST(CommandLine, VersionGoesToStandardOutput) {
 TEST(CommandLine, HelpListsTheCommandsAndTheExitCodes) {
   const Outcome run = runVindrel({"--help"});
   EXPECT_EQ(run.exitCode, 0);
-  for (const char *text : {"align", "simulate", "straighten", "--version", "Exit codes:"})
+  for (const char *text : {"align", "apply", "simulate", "straighten", "--version", "Exit codes:"})
     EXPECT_THAT(run.out, HasSubstr(text));
   EXPECT_THAT(run.err, IsEmpty());
 }
@@ -118,8 +123,11 @@ TEST(CommandLine, HelpOfACommandNamesEachOfItsOptions) {
 }
 
 TEST(CommandLine, HelpFitsATerminalOf100Columns) {
-  for (const std::vector<std::string> &arguments :
-       {std::vector<std::string>{"--help"}, {"align", "--help"}, {"simulate", "--help"}, {"straighten", "--help"}}) {
+  for (const std::vector<std::string> &arguments : {std::vector<std::string>{"--help"},
+                                                    {"align", "--help"},
+                                                    {"apply", "--help"},
+                                                    {"simulate", "--help"},
+                                                    {"straighten", "--help"}}) {
     const std::string text = runVindrel(arguments).out;
     for (std::size_t begin = 0; begin < text.size();) {
       const std::size_t end = std::min(text.find('\n', begin), text.size());
