@@ -65,8 +65,9 @@ StackEstimate estimate(FrameReader &reader, StackOptions options, ProgressBar &b
   const StackSource source{.count = reader.count(), .frame = [&](int index) -> Result<ImageView> {
                              try {
                                throwIfCancelled();
-                               if (!reader.holds(index)) bar.show(shown, "reading");
-                               return reader.frame(index).view();
+                               constexpr auto kSearch = FrameReader::Look::Search;
+                               if (!reader.holds(index, kSearch)) bar.show(shown, "reading");
+                               return reader.frame(index, kSearch).view();
                              } catch (...) {
                                unreadable = std::current_exception();
                                return Error{ErrorCode::SourceFailed, "unreadable"};
@@ -111,7 +112,7 @@ std::filesystem::path parentOf(const std::filesystem::path &file) {
 class AlignRun {
 public:
   explicit AlignRun(const AlignArguments &arguments)
-      : arguments_(arguments), headers_(readHeaders(arguments.photos)), reader_(headers_),
+      : arguments_(arguments), headers_(readHeaders(arguments.photos, Accept::FloatToo)), reader_(headers_),
         bar_(arguments.common.showsProgress()) {}
 
   ExitCode run();

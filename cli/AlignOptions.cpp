@@ -145,7 +145,10 @@ StackOptions AlignArguments::stackOptions() const {
 }
 
 void addAlignOptions(CLI::App &options, AlignArguments &arguments) {
-  options.add_option("PHOTO", arguments.photos, "The photographs: JPEG, PNG or TIFF, all of one size and depth")
+  options
+      .add_option("PHOTO", arguments.photos,
+                  "The photographs: JPEG, PNG, TIFF, OpenEXR or raw, all of one size\n"
+                  "and depth")
       ->required()
       ->type_name("");
   addOutputs(options, arguments);

@@ -15,6 +15,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <tuple>
 
 namespace vindrel::test {
 namespace {
@@ -278,6 +279,56 @@ TEST_F(LinearFiles, OfAStackAreAlignedByTheirProxiesAndKeepTheirValues) {
     EXPECT_GT(static_cast<double>(close) / static_cast<double>(first.size()), 0.93) << i;
   }
 }
+
+struct LinearStack {
+  const char *extension;
+  OIIO::TypeDesc::BASETYPE type;
+};
+
+class AlignedLinear : public LinearFiles, public testing::WithParamInterface<LinearStack> {};
+
+// Copies of a whole-pixel shift hold the very samples; the search sees a display picture of frames four stops apart.
+TEST_P(AlignedLinear, StacksKeepTheLightOfEverySample) {
+  const auto [extension, type] = GetParam();
+  std::vector<std::string> command = {"align"};
+  std::vector<std::vector<float>> sources;
+  for (const auto &[left, top, light] : {std::tuple{10, 6, 8.0}, {4, 12, 2.0}, {17, 9, 0.5}}) {
+    const Photo photo = takePhoto(11, {.width = 640, .height = 480, .left = left, .top = top}, 3, 16);
+    std::vector<float> samples;
+    for (const std::uint16_t sample : photo.samples)
+      samples.push_back(static_cast<float>(std::pow(sample / 65535.0, 2.2) * light));
+    command.push_back(file(std::to_string(sources.size()) + extension));
+    write(command.back(), OIIO::ImageSpec(640, 480, 3, type), samples);
+    sources.push_back(read(command.back()));
+  }
+  command.insert(command.end(), {"-o", file("out"), "--model", "shift"});
+  const Outcome run = runVindrel(command);
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+
+  // Of the frames at x = 4, 10, 17 all show 627 columns, of those at y = 6, 9, 12 all show 474 rows.
+  const int lefts[] = {17 - 10, 17 - 4, 0};
+  const int tops[] = {12 - 6, 0, 12 - 9};
+  for (std::size_t i = 0; i < sources.size(); ++i) {
+    const fs::path path = fs::path(file("out")) / (std::to_string(i) + extension);
+    const OIIO::ImageSpec spec = loadSpec(path);
+    ASSERT_EQ((Size{spec.width, spec.height}), (Size{627, 474}));
+    EXPECT_EQ(spec.format, OIIO::TypeDesc(type));
+    const std::vector<float> aligned = read(path);
+    for (const int y : {0, 200, 473}) {
+      const float *row = aligned.data() + static_cast<std::ptrdiff_t>(y) * 627 * 3;
+      const float *source = sources[i].data() + (static_cast<std::ptrdiff_t>(y + tops[i]) * 640 + lefts[i]) * 3;
+      EXPECT_TRUE(std::equal(row, row + 627 * 3, source)) << i << ", row " << y;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, AlignedLinear,
+                         testing::Values(LinearStack{".exr", OIIO::TypeDesc::FLOAT},
+                                         LinearStack{".exr", OIIO::TypeDesc::HALF},
+                                         LinearStack{".tif", OIIO::TypeDesc::FLOAT}),
+                         [](const auto &test) {
+                           return std::string(test.param.extension + 1) + OIIO::TypeDesc(test.param.type).c_str();
+                         });
 
 } // namespace
 } // namespace vindrel::test

@@ -1,6 +1,6 @@
-// A raw file of a camera, in the smallest form of Adobe's Digital Negative (version 1.4): one directory of TIFF tags, one
-// strip of uncompressed 16-bit samples behind red, green, green and blue filters, and an Exif directory. The camera's
-// colours are linear sRGB, so that what is developed can be compared with the scene.
+// A raw file of a camera, in the smallest form of Adobe's Digital Negative (version 1.4): one directory of TIFF tags,
+// one strip of uncompressed 16-bit samples behind red, green, green and blue filters, and an Exif directory. The
+// camera's colours are linear sRGB, so that what is developed can be compared with the scene.
 #pragma once
 
 #include <algorithm>
