@@ -20,11 +20,8 @@ struct Comparison {
 
 // In the order of the table.
 constexpr Comparison kComparisons[] = {
-    {"warp", compareWarp},
-    {"features", compareFeatures},
-    {"shift", compareShift},
-    {"stack", compareStack},
-    {"straighten", compareStraighten},
+    {"warp", compareWarp},   {"features", compareFeatures},     {"shift", compareShift},
+    {"stack", compareStack}, {"straighten", compareStraighten},
 };
 
 // Standard output without what the libraries print: that is not part of the table.
