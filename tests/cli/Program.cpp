@@ -63,6 +63,11 @@ Channel openTerminal() {
     const rlimit limit = {static_cast<rlim_t>(options.fileSizeLimit), static_cast<rlim_t>(options.fileSizeLimit)};
     if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(126);
   }
+  if (options.addressSpaceLimit >= 0) {
+    const rlimit limit = {static_cast<rlim_t>(options.addressSpaceLimit),
+                          static_cast<rlim_t>(options.addressSpaceLimit)};
+    if (setrlimit(RLIMIT_AS, &limit) != 0) _exit(126);
+  }
   execv(argv[0], argv.data());
   _exit(127);
 }

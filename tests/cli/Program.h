@@ -35,6 +35,7 @@ struct RunOptions {
   std::string standardOutput = {};           // write to this file instead of Outcome::out
   bool outToTerminal = false;                // standard output is a terminal, whose text is Outcome::out
   std::vector<std::string> environment = {}; // NAME=VALUE, added to the test's own
+  long long addressSpaceLimit = -1;          // bytes that the program may map; negative: no limit
   long long fileSizeLimit = -1;              // bytes that the program may write to one file; negative: no limit
 };
 
