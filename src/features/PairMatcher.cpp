@@ -264,7 +264,8 @@ private:
 
 MatchResult matchPairs(const FeatureSet &a, const FeatureSet &b, MatchWindow window, int maxPairs,
                        const PairsOut &out) {
-  if (a.count < 1 || b.count < 1) return {.count = std::min(maxPairs, 0)};
+  const bool nothingWithin = window.rangeX < 0 || window.rangeY < 0;
+  if (a.count < 1 || b.count < 1 || nothingWithin) return {.count = std::min(maxPairs, 0)};
   Candidates candidates(b);
   MatchTable table(a, b);
   if (!candidates || !table) return {.status = Status::OutOfMemory};

@@ -189,12 +189,13 @@ int keep(const SearchedSet &set, const float *descriptor, std::int32_t *indices,
       allAbove &= hn::AllTrue(tag, hn::Gt(hn::LoadU(tag, found + c), hn::Set(tag, limit)));
     if (allAbove) continue;
     // Without a branch: which to keep cannot be foreseen. What is not a number is kept and leaves the limit as it is.
+    // Among estimates that are not reliable none rules out another.
     for (int c = 0; c < kGroup; ++c) {
       indices[kept] = group[c];
       estimates[kept] = found[c];
       const bool keeps = !(found[c] > limit);
       kept += static_cast<int>(keeps) & static_cast<int>(c < size);
-      limit = std::min(limit, found[c] * kEstimateFactor);
+      limit = std::min(limit, std::max(found[c] * kEstimateFactor, kLeastReliableEstimate));
     }
   }
   return kept;

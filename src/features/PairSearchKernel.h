@@ -17,7 +17,7 @@ namespace vindrel {
 constexpr float kEstimateFactor = 1.0001f;
 constexpr float kLeastReliableEstimate = 1e-30f; // but 0 is exact: all squares are 0 either way
 
-// All bounds inclusive.
+// All bounds inclusive; none is below its counterpart.
 struct PairLimits {
   std::int32_t scaleLow = 0, scaleHigh = 0, xLow = 0, xHigh = 0, yLow = 0, yHigh = 0;
 };

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <limits>
 #include <random>
 #include <vector>
@@ -158,6 +159,27 @@ TEST(FindPaires, MatchesTheReferenceForDescriptorsOfAnySize) {
     const auto expected = reference::pairs(a.set, b.set, 20, 20, 100);
     onEveryTarget([&] { ASSERT_EQ(expected, match(a.set, b.set, 20, 20, 100).pairs) << "trial " << trial; });
   }
+}
+
+TEST(FindPaires, MatchesTheReferenceWhereSquaresAreHalvesOfTheLeastNumber) {
+  // Squares of half the least number above 0 vanish, but not where they are added before they are rounded: a distance
+  // of 2 such units has an estimate of 4 then, which is greater than a distance of 3.
+  const float half = std::ldexp(1.0f, -75), one = 1.4f * half;
+  const auto squares = [&](Builder &b, std::initializer_list<float> roots) {
+    b.add(10, 10, 0, 0);
+    std::size_t at = b.set.descriptor.size() - 64;
+    for (const float root : roots) { // of one lane each time, in vectors of up to 16
+      b.set.descriptor[at] = root;
+      at += 16;
+    }
+  };
+  Builder b;
+  squares(b, {one, one, one});
+  squares(b, {one, half, one, half});
+  const PointSet a = Builder().add(10, 10, 0, 0).set;
+  const auto expected = reference::pairs(a, b.set, 5, 5, 10);
+  EXPECT_TRUE(expected.empty()); // 2 is more than 0.4 of 3
+  onEveryTarget([&] { EXPECT_EQ(expected, match(a, b.set, 5, 5, 10).pairs); });
 }
 
 TEST(FindPaires, MatchesTheReferenceWhereDistancesTie) {
@@ -315,8 +337,10 @@ TEST(FindPaires, EndsWith100001Matches) {
 }
 
 TEST(FindPaires, FindsNothingInANegativeRange) {
-  EXPECT_EQ(0, matchOrigin(Builder().add(10, 10, 0, 1), -1, 5).result);
-  EXPECT_EQ(0, matchOrigin(Builder().add(10, 10, 0, 1), 5, -1).result);
+  for (int offset = -4; offset <= 4; ++offset) {
+    EXPECT_EQ(0, matchOrigin(Builder().add(10 + offset, 10, 0, 1), -3, 5).result) << offset;
+    EXPECT_EQ(0, matchOrigin(Builder().add(10, 10 + offset, 0, 1), 5, -3).result) << offset;
+  }
 }
 
 TEST(FindPaires, ReturnsAllMatchesSortedWhenTheCapIsLarger) {
