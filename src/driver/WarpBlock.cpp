@@ -18,7 +18,8 @@ constexpr int kWhitenedChannels = 3; // of a pixel without a source
 
 // Whether the warp yields the frame's own samples, as it does of the reference: the identity, whose coordinates single
 // precision holds exactly, and every pixel of the window with a neighbour on its right and below, so that none is
-// marked as outside.
+// marked as outside. With more channels than are whitened the warp also leaves these samples in the output buffer,
+// where they show through pixels without a source of the frames that follow.
 bool isPlainCrop(const WarpJob &job, Size out) {
   constexpr int kExactInFloat = 1 << 24;
   const float *t = job.transform.coefficients;
@@ -27,7 +28,8 @@ bool isPlainCrop(const WarpJob &job, Size out) {
   const Size frame = job.source.size;
   const std::int64_t left = -std::int64_t{job.offsetX}, top = -std::int64_t{job.offsetY};
   const bool packed = job.source.rowStride == std::int64_t{frame.width} * job.source.channels;
-  return identity && packed && left >= 0 && top >= 0 && left + out.width < frame.width &&
+  const bool leavesNoTrace = job.source.channels <= kWhitenedChannels;
+  return identity && packed && leavesNoTrace && left >= 0 && top >= 0 && left + out.width < frame.width &&
          top + out.height < frame.height && frame.width <= kExactInFloat && frame.height <= kExactInFloat;
 }
 
