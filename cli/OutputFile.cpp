@@ -70,17 +70,22 @@ void OutputFolder::keep() {
   ::close(descriptor);
 }
 
-void checkTarget(const fs::path &target, bool overwrite) {
+void checkTarget(const fs::path &target, bool overwrite, const char *option) {
   std::error_code error;
   const fs::file_status status = fs::symlink_status(target, error);
   if (!fs::exists(status)) return;
+  const std::string elsewhere = std::string("; give another place with ") + option;
   if (fs::is_directory(status)) {
+    throw Failure(ExitCode::WouldOverwrite, target.string() + ": a folder of this name exists" + elsewhere);
+  }
+  const fs::file_status meant = fs::status(target, error); // of what a link leads to
+  if (fs::exists(meant) && !fs::is_regular_file(meant) && !fs::is_directory(meant)) {
     throw Failure(ExitCode::WouldOverwrite,
-                  target.string() + ": a folder of this name exists; give another place with -o");
+                  target.string() + ": is a device or a pipe, and never replaced" + elsewhere);
   }
   if (!overwrite) {
     throw Failure(ExitCode::WouldOverwrite,
-                  target.string() + ": exists already; give another place with -o, or --overwrite to replace it");
+                  target.string() + ": exists already" + elsewhere + ", or --overwrite to replace it");
   }
 }
 

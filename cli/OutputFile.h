@@ -28,8 +28,9 @@ private:
   bool kept_ = false;
 };
 
-// Throws WouldOverwrite when something stands at `target` and may not be replaced. A folder never is.
-void checkTarget(const std::filesystem::path &target, bool overwrite);
+// Throws WouldOverwrite when something stands at `target` and may not be replaced. A folder, a device or a pipe never
+// is: a file renamed to /dev/null would be in everybody's way. `option` is the one that names the target.
+void checkTarget(const std::filesystem::path &target, bool overwrite, const char *option = "-o");
 
 class OutputFile {
 public:

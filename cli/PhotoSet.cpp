@@ -80,17 +80,26 @@ Output outputOf(const ImageHeader &photo, const NameFields &fields, const Output
                                            "{index} in --name");
 }
 
+// "there/name" with the folder's true path, so that two ways of writing it are told to be one.
+fs::path truePath(const fs::path &file) {
+  std::error_code error;
+  const fs::path folder = fs::weakly_canonical(fs::absolute(file, error).parent_path(), error);
+  return error ? file.lexically_normal() : folder / file.filename();
+}
+
 void checkNothingIsReplaced(const fs::path &target, const std::vector<ImageHeader> &photos, const OutputPlan &plan) {
+  const bool isPicture = &target != &plan.transforms;
   for (const ImageHeader &photo : photos) {
     if (!sameFile(target, photo.path)) continue;
-    throw Failure(ExitCode::Usage, target.string() + ": is one of the photographs, which are never replaced; give "
-                                                     "another folder with -o, or other names with --name");
+    throw Failure(ExitCode::Usage, target.string() + ": is one of the photographs, which are never replaced; give " +
+                                       (isPicture ? "another folder with -o, or other names with --name"
+                                                  : "another name with --transforms-out"));
   }
   for (const fs::path &input : plan.otherInputs) {
     if (!sameFile(target, input)) continue;
     throw Failure(ExitCode::Usage, target.string() + ": is read by this run and not replaced; give another place");
   }
-  checkTarget(target, plan.overwrite);
+  checkTarget(target, plan.overwrite, isPicture ? "-o" : "--transforms-out");
 }
 
 } // namespace
@@ -126,7 +135,7 @@ std::vector<Output> planOutputs(const std::vector<ImageHeader> &photos, const Ou
   }
   if (plan.transforms.empty()) return outputs;
   for (const Output &output : outputs) {
-    if (output.target.lexically_normal() != plan.transforms.lexically_normal()) continue;
+    if (output.target.empty() || truePath(output.target) != truePath(plan.transforms)) continue;
     throw Failure(ExitCode::Usage, plan.transforms.string() + ": would hold both a picture and the transforms; give "
                                                               "another name with --transforms-out");
   }

@@ -41,8 +41,10 @@ struct Rectangle {
 struct ImageView {
   const void *samples = nullptr; ///< first sample of pixel (0, 0)
   Size size = {};
-  int channels = 0;           ///< samples per pixel
-  std::int64_t rowStride = 0; ///< samples from the start of one row to the start of the next
+  int channels = 0; ///< samples per pixel
+  /// Samples from the start of one row to the start of the next, at least size.width * channels. Not negative: of a
+  /// picture that is stored bottom row first, the rows are to be copied.
+  std::int64_t rowStride = 0;
   SampleDepth depth = SampleDepth::U8;
 
   template <class Sample>

@@ -5,7 +5,7 @@
 //   if (!stack) return report(stack.error().message);
 //   for (std::size_t i = 0; i < frames.size(); ++i) {
 //     if (stack->frames[i].verdict == vindrel::Verdict::NotFound) ...  // and stack->frames[i].reason
-//     vindrel::warpFrame(*stack, int(i), frames[i], out, {.threads = 4});
+//     if (const auto done = vindrel::warpFrame(*stack, int(i), frames[i], out, {.threads = 4}); !done) ...
 //   }
 #pragma once
 

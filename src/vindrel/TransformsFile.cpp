@@ -6,11 +6,15 @@
 #include <cstring>
 #include <memory>
 #include <system_error>
+#include <unistd.h>
+#include <utility>
 
 namespace vindrel {
 namespace {
 
 constexpr std::size_t kLargestFile = std::size_t{64} << 20; // bytes; a stack of thousands of frames takes a hundredth
+
+constexpr int kMostParts = 1000; // names tried for the file that is written aside
 
 struct Close {
   void operator()(std::FILE *file) const { std::fclose(file); }
@@ -21,11 +25,34 @@ Error fileError(const std::filesystem::path &file, const char *what, int reason)
   return {ErrorCode::FileSystem, file.string() + ": " + what + ": " + std::generic_category().message(reason)};
 }
 
-bool writeAll(const std::filesystem::path &file, const std::string &text) {
-  File out(std::fopen(file.c_str(), "wb"));
-  if (!out) return false;
-  const bool written = std::fwrite(text.data(), 1, text.size(), out.get()) == text.size();
-  return std::fclose(out.release()) == 0 && written;
+// A new file beside `file`, in `part` its name: none that is there already is touched, nor is one that another thread
+// or process is about to put there.
+File openBeside(const std::filesystem::path &file, std::filesystem::path &part) {
+  for (int i = 0;; ++i) {
+    part = file;
+    part += '.';
+    part += std::to_string(i);
+    part += ".part";
+    File out(std::fopen(part.c_str(), "wbx"));
+    if (out || errno != EEXIST || i == kMostParts) return out;
+  }
+}
+
+// 0, or the errno of what failed.
+int writeAll(File out, const std::string &text) {
+  errno = 0;
+  const bool written = std::fwrite(text.data(), 1, text.size(), out.get()) == text.size() &&
+                       std::fflush(out.get()) == 0 && ::fsync(::fileno(out.get())) == 0;
+  const int reason = errno;
+  if (std::fclose(out.release()) != 0 && written) return errno;
+  return written ? 0 : (reason != 0 ? reason : EIO);
+}
+
+// Devices, pipes and folders are not replaced: a file renamed to /dev/null would be in everybody's way.
+bool standsInTheWay(const std::filesystem::path &file) {
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(file, error);
+  return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
 }
 
 } // namespace
@@ -34,10 +61,15 @@ Result<void> saveTransforms(const TransformsFile &transforms, const std::filesys
   return guarded([&]() -> Result<void> {
     const Result<std::string> text = toJson(transforms);
     if (!text) return text.error();
-    std::filesystem::path part = file;
-    part += ".part";
-    if (writeAll(part, *text) && std::rename(part.c_str(), file.c_str()) == 0) return {};
-    const int reason = errno;
+    if (standsInTheWay(file)) {
+      return Error{ErrorCode::FileSystem, file.string() + ": is a folder, a device or a pipe; give the name of a file"};
+    }
+    std::filesystem::path part;
+    File out = openBeside(file, part);
+    if (!out) return fileError(file, "cannot be written", errno);
+    int reason = writeAll(std::move(out), *text);
+    if (reason == 0 && std::rename(part.c_str(), file.c_str()) != 0) reason = errno;
+    if (reason == 0) return {};
     std::remove(part.c_str());
     return fileError(file, "cannot be written", reason);
   });

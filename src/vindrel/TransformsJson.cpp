@@ -23,6 +23,10 @@ constexpr const char *kPixelConvention = "samples-at-integers";
 constexpr const char *kModels[] = {"shift", "affine", "perspective"};
 constexpr const char *kVerdicts[] = {"reference", "found", "notFound"};
 
+// The format nests four deep, and fields that are not known may nest deeper. Deeper still is an attack: taking such a
+// document apart again would recurse until the stack is used up.
+constexpr int kDeepest = 64;
+
 // Thrown and caught in this file.
 struct Unfit {
   std::string message;
@@ -212,7 +216,10 @@ Result<std::string> toJson(const TransformsFile &transforms) {
 Result<TransformsFile> fromJson(std::string_view text) {
   return guarded([&]() -> Result<TransformsFile> {
     try {
-      const Json document = Json::parse(text.begin(), text.end());
+      const Json document = Json::parse(text.begin(), text.end(), [](int depth, Json::parse_event_t, const Json &) {
+        if (depth > kDeepest) throw Unfit{"nests deeper than transforms do"};
+        return true;
+      });
       TransformsFile result = readDocument({document, ""});
       if (std::string error = transformsError(result); !error.empty()) return badFile(std::move(error));
       return result;

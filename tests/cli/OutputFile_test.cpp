@@ -117,6 +117,14 @@ TEST(CheckTarget, RefusesAFileALinkToNowhereAndAFolder) {
   EXPECT_EQ(codeOf([&] { cli::checkTarget(folder / "folder", true); }), ExitCode::WouldOverwrite);
 }
 
+TEST(CheckTarget, NeverLetsADeviceOrAPipeBeReplaced) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  std::filesystem::create_symlink("/dev/null", folder / "null");
+  for (const char *name : {"pipe", "null"})
+    EXPECT_EQ(codeOf([&] { cli::checkTarget(folder / name, true); }), ExitCode::WouldOverwrite) << name;
+}
+
 TEST(OutputFolder, IsMadeWithItsParentsAndKept) {
   const TemporaryFolder folder;
   {

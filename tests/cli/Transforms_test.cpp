@@ -158,7 +158,8 @@ TEST_F(Transforms, NeverReplaceWhatTheRunReads) {
   const std::string before = readBytes(moves());
   const Outcome onPhoto = runVindrel({"align", file("a.png"), "--transforms-out", file("a.png"), "--overwrite"});
   EXPECT_EQ(onPhoto.exitCode, 2);
-  EXPECT_THAT(onPhoto.err, HasSubstr("a.png: is one of the photographs"));
+  EXPECT_THAT(onPhoto.err, HasSubstr("a.png: is one of the photographs, which are never replaced; give another name "
+                                     "with --transforms-out"));
   const Outcome onItself = runVindrel(
       {"align", file("a.png"), file("b.png"), "--transforms", moves(), "--transforms-out", moves(), "--overwrite"});
   EXPECT_EQ(onItself.exitCode, 2);
@@ -167,6 +168,29 @@ TEST_F(Transforms, NeverReplaceWhatTheRunReads) {
   EXPECT_EQ(onPicture.exitCode, 2);
   EXPECT_THAT(onPicture.err, HasSubstr("would hold both a picture and the transforms"));
   EXPECT_EQ(readBytes(moves()), before);
+}
+
+TEST_F(Transforms, AndAPictureOfTheSameNameAreRefusedHoweverTheFolderIsWritten) {
+  std::filesystem::create_directory(out());
+  std::filesystem::create_directory_symlink(out(), out_ / "link");
+  const Outcome run = runVindrel(
+      {"align", file("a.png"), file("b.png"), "-o", out(), "--transforms-out", out_ / "link/b.png", "--overwrite"});
+  EXPECT_EQ(run.exitCode, 2) << run.out;
+  EXPECT_THAT(run.err, HasSubstr("link/b.png: would hold both a picture and the transforms"));
+  EXPECT_TRUE(std::filesystem::is_empty(out()));
+}
+
+TEST_F(Transforms, AreNotSavedOverAFileADeviceOrAFolder) {
+  std::filesystem::create_symlink("/dev/null", out_ / "null");
+  const Outcome device =
+      runVindrel({"align", file("a.png"), file("b.png"), "--transforms-out", out_ / "null", "--overwrite"});
+  EXPECT_EQ(device.exitCode, 5);
+  EXPECT_THAT(device.err, HasSubstr("null: is a device or a pipe, and never replaced; give another place with "
+                                    "--transforms-out"));
+  EXPECT_TRUE(std::filesystem::is_symlink(out_ / "null"));
+  const Outcome standing = runVindrel({"align", file("a.png"), file("b.png"), "--transforms-out", moves()});
+  EXPECT_EQ(standing.exitCode, 5);
+  EXPECT_THAT(standing.err, HasSubstr("exists already; give another place with --transforms-out, or --overwrite"));
 }
 
 TEST_F(Transforms, OfAFrameThatWasNotAlignedAreUsedWithAWarning) {

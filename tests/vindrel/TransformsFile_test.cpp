@@ -5,13 +5,17 @@
 #include "support/FailingAllocation.h"
 
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <limits>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace vindrel::test {
@@ -88,7 +92,7 @@ TEST_F(Folder, GivesBackEveryFieldAndEveryBitOfWhatWasSaved) {
   ASSERT_TRUE(loaded) << loaded.error().message;
   EXPECT_TRUE(same(saved, *loaded));
   EXPECT_EQ(loaded->libraryVersion, version());
-  EXPECT_FALSE(std::filesystem::exists(path / "t.json.part"));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(path), {}), 1) << "something else is left there";
 }
 
 TEST_F(Folder, GivesBackAnEstimateThatWarpsToTheSameBytes) {
@@ -122,16 +126,48 @@ TEST_F(Folder, NamesTheFileThatCannotBeReadOrWritten) {
 }
 
 TEST_F(Folder, KeepsWhatWasThereWhenTheDiskIsFull) {
-  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP();
   const std::filesystem::path target = path / "t.json";
   ASSERT_TRUE(saveTransforms(sample(), target));
-  std::filesystem::create_symlink("/dev/full", path / "t.json.part");
   TransformsFile other = sample();
   other.threads = 7;
+  rlimit usual = {};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &usual), 0);
+  rlimit small = usual;
+  small.rlim_cur = 100; // bytes
+  const auto usualHandler = std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
   const auto result = saveTransforms(other, target);
+  setrlimit(RLIMIT_FSIZE, &usual);
+  std::signal(SIGXFSZ, usualHandler);
   ASSERT_FALSE(result);
   EXPECT_EQ(result.error().code, ErrorCode::FileSystem);
+  EXPECT_THAT(result.error().message, HasSubstr("t.json: cannot be written: File too large"));
   EXPECT_EQ(loadTransforms(target).value().threads, 4);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(path), {}), 1) << "something else is left there";
+}
+
+TEST_F(Folder, LeavesFilesThatAreCalledAsItsOwnWouldBeWhileItWrites) {
+  for (const char *name : {"t.json.part", "t.json.0.part"})
+    std::ofstream(path / name) << "mine";
+  ASSERT_TRUE(saveTransforms(sample(), path / "t.json"));
+  for (const char *name : {"t.json.part", "t.json.0.part"}) {
+    std::string text;
+    std::ifstream(path / name) >> text;
+    EXPECT_EQ(text, "mine") << name;
+  }
+}
+
+TEST_F(Folder, IsNotSavedInThePlaceOfADeviceAPipeOrAFolder) {
+  std::filesystem::create_directory(path / "folder");
+  ASSERT_EQ(mkfifo((path / "pipe").c_str(), 0600), 0);
+  std::filesystem::create_symlink("/dev/null", path / "null");
+  for (const char *name : {"folder", "pipe", "null"}) {
+    const auto result = saveTransforms(sample(), path / name);
+    ASSERT_FALSE(result) << name;
+    EXPECT_EQ(result.error().code, ErrorCode::FileSystem);
+    EXPECT_THAT(result.error().message, HasSubstr("is a folder, a device or a pipe; give the name of a file"));
+    EXPECT_FALSE(std::filesystem::is_regular_file(path / name)) << name;
+  }
 }
 
 // The text of the sample with one part of it replaced.
@@ -190,6 +226,17 @@ TEST(FromJson, SaysWhatIsWrongAndWhere) {
 
 TEST(FromJson, PassesOverFieldsThatItDoesNotKnow) {
   EXPECT_TRUE(fromJson(changed("\"threads\": 4", "\"threads\": 4, \"weather\": {\"rain\": [true]}")));
+}
+
+TEST(FromJson, RefusesWhatNestsTooDeepToBeTakenApartAgain) {
+  constexpr int kDeep = 1000000; // such a document in memory, destroyed, overran the stack
+  const std::string nest = std::string(kDeep, '[') + std::string(kDeep, ']');
+  for (const std::string &text : {nest, changed("\"threads\": 4", "\"threads\": 4, \"weather\": " + nest)}) {
+    const Result<TransformsFile> result = fromJson(text);
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().code, ErrorCode::BadFile);
+    EXPECT_EQ(result.error().message, "nests deeper than transforms do");
+  }
 }
 
 TEST(FromJson, SurvivesEveryTruncationAndEveryByteReplaced) {
