@@ -23,8 +23,8 @@ constexpr const char *kPixelConvention = "samples-at-integers";
 constexpr const char *kModels[] = {"shift", "affine", "perspective"};
 constexpr const char *kVerdicts[] = {"reference", "found", "notFound"};
 
-// The format nests four deep, and fields that are not known may nest deeper. Deeper still is an attack: taking such a
-// document apart again would recurse until the stack is used up.
+// The format nests four deep, and fields that are not known may nest deeper. Deeper still is an attack: as an object
+// grows while it is parsed, its fields are copied, which recurses until the stack is used up.
 constexpr int kDeepest = 64;
 
 // Thrown and caught in this file.

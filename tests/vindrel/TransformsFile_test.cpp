@@ -228,8 +228,8 @@ TEST(FromJson, PassesOverFieldsThatItDoesNotKnow) {
   EXPECT_TRUE(fromJson(changed("\"threads\": 4", "\"threads\": 4, \"weather\": {\"rain\": [true]}")));
 }
 
-TEST(FromJson, RefusesWhatNestsTooDeepToBeTakenApartAgain) {
-  constexpr int kDeep = 1000000; // such a document in memory, destroyed, overran the stack
+TEST(FromJson, RefusesWhatNestsTooDeepToBeCopied) {
+  constexpr int kDeep = 1000000; // copied level by level, this overruns the stack
   const std::string nest = std::string(kDeep, '[') + std::string(kDeep, ']');
   for (const std::string &text : {nest, changed("\"threads\": 4", "\"threads\": 4, \"weather\": " + nest)}) {
     const Result<TransformsFile> result = fromJson(text);
