@@ -2,6 +2,7 @@
 
 #include "Cancel.h"
 #include "Failure.h"
+#include "OneLine.h"
 #include "PictureKind.h"
 
 #include <OpenImageIO/filesystem.h>
@@ -19,15 +20,6 @@ constexpr int kLeastRowsAtOnce = 64;
 
 [[noreturn]] void failToRead(const fs::path &path, const std::string &why) {
   throw Failure(ExitCode::Unreadable, path.string() + ": " + why);
-}
-
-// The reader's own words, on one line.
-std::string oneLine(std::string text) {
-  while (!text.empty() && (text.back() == '\n' || text.back() == ' '))
-    text.pop_back();
-  for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2)
-    text.replace(at, 1, "; ");
-  return text.empty() ? "no reason given" : text;
 }
 
 void checkIsFile(const fs::path &path) {

@@ -2,6 +2,7 @@
 
 #include "Cancel.h"
 #include "Failure.h"
+#include "OneLine.h"
 #include "PngChunks.h"
 
 #include <OpenImageIO/filesystem.h>
@@ -19,15 +20,6 @@ constexpr int kJpegQuality = 95; // of 100: an aligned photograph is a working c
 
 // Above this many bytes of pixels a TIFF needs 64-bit offsets. Below 4 GiB by what headers and incompressible data add.
 constexpr std::int64_t kClassicTiffBytes = std::int64_t{4000} << 20;
-
-// The writer's own words, on one line.
-std::string oneLine(std::string text) {
-  while (!text.empty() && (text.back() == '\n' || text.back() == ' '))
-    text.pop_back();
-  for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2)
-    text.replace(at, 1, "; ");
-  return text.empty() ? "no reason given" : text;
-}
 
 [[noreturn]] void failToWrite(const OutputFile &file, const std::string &why) {
   throw Failure(ExitCode::Failed, file.target().string() + ": cannot be written: " + oneLine(why));
