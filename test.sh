@@ -20,6 +20,16 @@ unknown argument. VINDREL_JOBS sets the number of parallel jobs (default: the nu
 TEXT
 }
 
+# What the tests that failed printed, at most 60 lines each: whoever sees only the end of a long log still learns why.
+failures() {
+  awk '/ Test +#[0-9]+: / {
+         lines = 0
+         shown = /\*\*\*(Failed|Timeout|Exception|Not Run)|Subprocess aborted/
+       }
+       /^[0-9.]+% tests passed/ { shown = 0 }
+       shown && !/^ +Start +[0-9]+: / && ++lines <= 60' "$1"
+}
+
 presets=()
 for argument in "$@"; do
   case "$argument" in
@@ -54,7 +64,8 @@ for preset in "${presets[@]}"; do
   built=$((SECONDS - started))
   if ! ctest --preset "$preset" --no-tests=error -j "$jobs" 2>&1 | tee "$log"; then status=1; fi
   summary+=("$preset (built in $built s, tested in $((SECONDS - started - built)) s):"
-    "$(grep -E 'tests passed|^Total Test time|No tests were found' "$log" | sed 's/^/  /')")
+    "$(grep -E 'tests passed|^Total Test time|No tests were found' "$log" | sed 's/^/  /')"
+    "$(failures "$log" | sed 's/^/  /')")
 done
 
 echo
