@@ -32,9 +32,9 @@ struct WarpOptions {
 
 /// Resamples `source` into `out`: pixel (x, y) of out shows the source where the transform takes the point
 /// (rectangle.x + x, rectangle.y + y). Source and out have 1 to 4 channels, the same number and depth; out has the
-/// rectangle's size; rows of both may lie any distance apart that holds a row; they must not overlap. The filters
-/// Bilinear of 8 and 16 bits take the matrix in single precision. An error, and out unchanged, when an argument does
-/// not fit.
+/// rectangle's size; rows of both may lie any distance apart that holds a row, in either order; they must not overlap.
+/// The filters Bilinear of 8 and 16 bits take the matrix in single precision. An error, and out unchanged, when an
+/// argument does not fit.
 VINDREL_API Result<void> warpImage(const Transform &sourceFromOutput, const ImageView &source,
                                    const Rectangle &rectangle, const MutableImageView &out,
                                    const WarpOptions &options = {});

@@ -1,5 +1,5 @@
-// Pixels in the caller's memory: interleaved samples, top row first, rows a stride apart. Views own nothing; what they
-// point to must stay as long as the call they are handed to, unless that call says otherwise.
+// Pixels in the caller's memory: interleaved samples, rows a stride apart, the top row first or last in memory. Views
+// own nothing; what they point to must stay as long as the call they are handed to, unless that call says otherwise.
 //
 // Coordinates are pixels with the origin at the frame's top-left corner, x to the right and y downward. The sample of
 // column x and row y stands at exactly (x, y): whole coordinates are sample positions.
@@ -39,11 +39,14 @@ struct Rectangle {
 
 /// An image to read.
 struct ImageView {
-  const void *samples = nullptr; ///< first sample of pixel (0, 0)
+  /// The first sample of pixel (0, 0), the leftmost of the top row, wherever in memory that row lies. On a multiple of
+  /// a sample's size.
+  const void *samples = nullptr;
   Size size = {};
   int channels = 0; ///< samples per pixel
-  /// Samples from the start of one row to the start of the next, at least size.width * channels. Not negative: of a
-  /// picture that is stored bottom row first, the rows are to be copied.
+  /// Samples, not bytes, from the start of a row to the start of the row below it: size.width * channels or more, so
+  /// that rows do not overlap, or that much or more below 0. Negative of a picture that is stored bottom row first: its
+  /// top row, to which `samples` points, is then the last in memory.
   std::int64_t rowStride = 0;
   SampleDepth depth = SampleDepth::U8;
 
@@ -55,10 +58,10 @@ struct ImageView {
 
 /// An image to write.
 struct MutableImageView {
-  void *samples = nullptr;
+  void *samples = nullptr; ///< as of ImageView, and so the rest
   Size size = {};
   int channels = 0;
-  std::int64_t rowStride = 0;
+  std::int64_t rowStride = 0; ///< may be negative here, too
   SampleDepth depth = SampleDepth::U8;
 
   template <class Sample>

@@ -22,8 +22,9 @@ Status rankFrames(FrameSource &frames, const PairSettings &settings, std::uint32
   for (std::size_t i = 0; i < count; ++i) {
     const std::optional<ImageView> frame = frames.frame(static_cast<int>(i));
     if (!frame) return Status::FrameMissing;
-    const std::int64_t own =
-        (frame->size.height - 1) * frame->rowStride + static_cast<std::int64_t>(frame->size.width) * frame->channels;
+    // Of rows that lie before the first one in memory, none is cut off.
+    const std::int64_t own = std::max<std::int64_t>((frame->size.height - 1) * frame->rowStride, 0) +
+                             static_cast<std::int64_t>(frame->size.width) * frame->channels;
     const std::int64_t readable =
         settings.readableSamples > 0 ? settings.readableSamples - static_cast<std::int64_t>(i) * frameSamples : own;
     entries[i] = {.index = static_cast<std::int64_t>(i),

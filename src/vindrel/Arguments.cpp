@@ -1,7 +1,9 @@
 #include "vindrel/Arguments.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <limits>
 
@@ -14,10 +16,11 @@ struct Bytes {
 };
 
 Bytes bytesOf(const ImageView &image) {
-  const auto *begin = static_cast<const std::byte *>(image.samples);
-  const std::int64_t samples =
-      (image.size.height - 1) * image.rowStride + static_cast<std::int64_t>(image.size.width) * image.channels;
-  return {begin, begin + samples * bytesPerSample(image.depth)};
+  const auto *topRow = static_cast<const std::byte *>(image.samples);
+  const std::int64_t sampleBytes = bytesPerSample(image.depth);
+  const std::int64_t toBottomRow = (image.size.height - 1) * image.rowStride * sampleBytes;
+  const std::int64_t rowBytes = static_cast<std::int64_t>(image.size.width) * image.channels * sampleBytes;
+  return {topRow + std::min<std::int64_t>(toBottomRow, 0), topRow + std::max<std::int64_t>(toBottomRow, 0) + rowBytes};
 }
 
 bool isDepth(SampleDepth depth) {
@@ -41,11 +44,12 @@ std::string imageError(const ImageView &image, const std::string &name) {
   }
   if (image.channels < 1 || image.channels > kMaxChannels) return name + ": must have 1 to 4 channels";
   if (!isDepth(image.depth)) return name + ": depth must be U8, U16 or F32";
-  if (image.rowStride < static_cast<std::int64_t>(image.size.width) * image.channels) {
-    return name + ": its row stride is shorter than a row; it counts samples, not bytes or pixels";
-  }
-  if (image.rowStride > std::numeric_limits<std::int64_t>::max() / kMaxSide / 8) {
+  constexpr std::int64_t kLongestStride = std::numeric_limits<std::int64_t>::max() / kMaxSide / 8;
+  if (image.rowStride > kLongestStride || image.rowStride < -kLongestStride) {
     return name + ": its row stride is beyond any memory";
+  }
+  if (std::abs(image.rowStride) < static_cast<std::int64_t>(image.size.width) * image.channels) {
+    return name + ": its row stride is shorter than a row; it counts samples, not bytes or pixels";
   }
   if (reinterpret_cast<std::uintptr_t>(image.samples) % static_cast<unsigned>(bytesPerSample(image.depth)) != 0) {
     return name + ": its samples must start at a multiple of their size";

@@ -21,7 +21,7 @@ std::string imageError(const ImageView &image, const std::string &name);
 
 std::string transformError(const Transform &transform);
 
-// The memory from an image's first sample to its last.
+// The memory from an image's first sample to its last, in whichever order its rows lie.
 bool overlap(const ImageView &a, const ImageView &b);
 
 } // namespace vindrel
