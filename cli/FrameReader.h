@@ -23,11 +23,14 @@ public:
   int count() const { return static_cast<int>(headers_.size()); }
   const ImageHeader &header(int index) const { return headers_[static_cast<std::size_t>(index)]; }
 
-  // The picture, which stays in place until the next but one call. Throws what readPixels() throws.
+  // The picture, which stays in place until the next but one call, or until release(). Throws what readPixels() throws.
   const Pixels &frame(int index, Look look = Look::Samples);
 
   // True when frame() has it at hand.
   bool holds(int index, Look look = Look::Samples) const;
+
+  // Gives up the pictures at hand.
+  void release() { held_ = {}; }
 
   // Spent on reading so far.
   double seconds() const { return seconds_; }

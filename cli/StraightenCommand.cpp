@@ -64,15 +64,10 @@ Straightening prepare(const StraightenArguments &arguments, Size size) {
   return *result;
 }
 
-ExitCode runStraighten(const StraightenArguments &arguments) {
-  OIIO::attribute("threads", arguments.threads);
-  const std::string format = formatOf(arguments.output);
-  const ImageHeader header = readHeader(arguments.photo);
-  checkOutput(arguments, header, format);
-  const fs::path parent = fs::path(arguments.output).parent_path();
-  OutputFolder folder(parent.empty() ? fs::path(".") : parent);
-
-  ProgressBar bar(arguments.common.showsProgress());
+// Writes the pixels into the file. The pictures are gone with the return: metadata, which is written by way of copies
+// of the file, need not come on top of them. Returns the size of what was written.
+Size writeStraightened(const StraightenArguments &arguments, const ImageHeader &header, OutputFile &file,
+                       const std::string &format, ProgressBar &bar) {
   bar.show(0, "reading");
   const Pixels photo = readPixels(header);
   throwIfCancelled();
@@ -88,8 +83,22 @@ ExitCode runStraighten(const StraightenArguments &arguments) {
   throwIfCancelled();
 
   bar.show(0.7, "writing");
+  writePixels(file, out.view(), header, format);
+  return straightening.output.size();
+}
+
+ExitCode runStraighten(const StraightenArguments &arguments) {
+  OIIO::attribute("threads", arguments.threads);
+  const std::string format = formatOf(arguments.output);
+  const ImageHeader header = readHeader(arguments.photo);
+  checkOutput(arguments, header, format);
+  const fs::path parent = fs::path(arguments.output).parent_path();
+  OutputFolder folder(parent.empty() ? fs::path(".") : parent);
+
+  ProgressBar bar(arguments.common.showsProgress());
   OutputFile file(arguments.output, arguments.common.overwrite);
-  const std::vector<std::string> losses = writeImage(file, out.view(), header, format);
+  const Size size = writeStraightened(arguments, header, file, format, bar);
+  const std::vector<std::string> losses = writeMetadata(file, size, header, format);
   file.finish();
   throwIfCancelled();
   file.publish();
@@ -98,7 +107,6 @@ ExitCode runStraighten(const StraightenArguments &arguments) {
   for (const std::string &loss : losses)
     message(loss);
   if (!arguments.common.quiet) {
-    const Size size = straightening.output.size();
     printLine(arguments.output + "  " + std::to_string(size.width) + " x " + std::to_string(size.height) + " of " +
               std::to_string(header.size.width) + " x " + std::to_string(header.size.height));
   }

@@ -32,29 +32,44 @@ void WarpedOutputs::write(FrameReader &reader, const StackEstimate &stack, const
                           const WarpSettings &settings, const std::function<void(double)> &progress) {
   const std::vector<int> order = writingOrder(reader, outputs);
   std::vector<std::vector<std::string>> losses(outputs.size());
+  const auto outputOf = [&](std::size_t i) -> const Output & { return outputs[static_cast<std::size_t>(order[i])]; };
   std::unique_ptr<Pixels> out;
-  for (std::size_t done = 0; done < order.size(); ++done) {
-    throwIfCancelled();
-    progress(static_cast<double>(done) / static_cast<double>(order.size()));
-    const auto index = static_cast<std::size_t>(order[done]);
-    const Output &output = outputs[index];
-    const ImageHeader &photo = reader.header(order[done]);
-    const ImageView picture = reader.frame(order[done]).view();
-    if (!out || out->view().channels != photo.channels || out->view().depth != photo.depth) {
-      out.reset(); // before the next one comes
-      out = std::make_unique<Pixels>(settings.part.size(), photo.channels, photo.depth);
+  for (std::size_t finished = 0; finished < order.size();) {
+    // The pixels of those at hand; of one photograph, once these are through.
+    std::size_t warped = finished;
+    do {
+      throwIfCancelled();
+      progress(static_cast<double>(warped) / static_cast<double>(order.size()));
+      writeWarped(reader, order[warped], stack, outputOf(warped), settings, out);
+    } while (++warped < order.size() && reader.holds(order[warped]));
+    // Metadata is written by way of copies of the file, which need not come on top of pictures.
+    out.reset();
+    reader.release();
+    for (; finished < warped; ++finished) {
+      OutputFile &file = files_[files_.size() - (warped - finished)];
+      losses[static_cast<std::size_t>(order[finished])] =
+          writeMetadata(file, settings.part.size(), reader.header(order[finished]), outputOf(finished).format);
+      file.finish();
     }
-    if (const Result<void> warped =
-            warpFrame(stack, output.frame, picture, settings.part, out->mutableView(), settings.warp);
-        !warped) {
-      throw Failure(ExitCode::Failed, photo.path.string() + ": could not be resampled: " + warped.error().message);
-    }
-    OutputFile &file = files_.emplace_back(output.target, settings.overwrite);
-    losses[index] = writeImage(file, out->view(), photo, output.format);
-    file.finish();
   }
   for (const std::vector<std::string> &ofPhoto : losses)
     losses_.insert(losses_.end(), ofPhoto.begin(), ofPhoto.end());
+}
+
+void WarpedOutputs::writeWarped(FrameReader &reader, int index, const StackEstimate &stack, const Output &output,
+                                const WarpSettings &settings, std::unique_ptr<Pixels> &out) {
+  const ImageHeader &photo = reader.header(index);
+  const ImageView picture = reader.frame(index).view();
+  if (!out || out->view().channels != photo.channels || out->view().depth != photo.depth) {
+    out.reset(); // before the next one comes
+    out = std::make_unique<Pixels>(settings.part.size(), photo.channels, photo.depth);
+  }
+  if (const Result<void> warped =
+          warpFrame(stack, output.frame, picture, settings.part, out->mutableView(), settings.warp);
+      !warped) {
+    throw Failure(ExitCode::Failed, photo.path.string() + ": could not be resampled: " + warped.error().message);
+  }
+  writePixels(files_.emplace_back(output.target, settings.overwrite), out->view(), photo, output.format);
 }
 
 void WarpedOutputs::copy(const ImageHeader &photo, const Output &output, bool overwrite) {

@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,20 +21,21 @@ Filter filterNamed(const std::string &name);
 // What becomes of a photograph.
 struct Output {
   std::filesystem::path target;
-  std::string format; // as writeImage() takes it
+  std::string format; // as writePixels() takes it
   int frame = 0;      // whose transform of the estimate applies
 };
 
 struct WarpSettings {
   Rectangle part; // of the reference's frame
-  WarpOptions warp;
+  WarpOptions warp = {};
   bool overwrite = false;
 };
 
 class WarpedOutputs {
 public:
   // Warps and writes photograph i of the reader for every `outputs[i]` that has a target; the others are passed over.
-  // progress is told the fraction done.
+  // In memory are the pictures that the reader holds and one output; none while metadata is written, and none
+  // afterwards. progress is told the fraction done.
   void write(FrameReader &reader, const StackEstimate &stack, const std::vector<Output> &outputs,
              const WarpSettings &settings, const std::function<void(double)> &progress);
 
@@ -46,10 +48,14 @@ public:
   // Gives every file its name.
   void publish();
 
-  // Metadata that could not be kept, in the words of writeImage().
+  // Metadata that could not be kept, in the words of writeMetadata().
   const std::vector<std::string> &losses() const { return losses_; }
 
 private:
+  // Writes the pixels of one photograph to a further file. out: of an earlier picture, used again where it fits.
+  void writeWarped(FrameReader &reader, int index, const StackEstimate &stack, const Output &output,
+                   const WarpSettings &settings, std::unique_ptr<Pixels> &out);
+
   std::vector<OutputFile> files_;
   std::vector<std::string> losses_;
 };

@@ -253,12 +253,6 @@ std::vector<std::string> writeMetadata(OutputFile &file, Size size, const ImageH
   return losses;
 }
 
-std::vector<std::string> writeImage(OutputFile &file, const ImageView &picture, const ImageHeader &photo,
-                                    const std::string &format) {
-  writePixels(file, picture, photo, format);
-  return writeMetadata(file, picture.size, photo, format);
-}
-
 void writeImage(OutputFile &file, const ImageView &image, const std::string &format) {
   OIIO::ImageSpec spec(image.size.width, image.size.height, image.channels, memoryType(image.depth));
   setCompression(spec, format);

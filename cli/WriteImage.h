@@ -33,11 +33,7 @@ void writePixels(OutputFile &file, const ImageView &picture, const ImageHeader &
 [[nodiscard]] std::vector<std::string> writeMetadata(OutputFile &file, Size size, const ImageHeader &photo,
                                                      const std::string &format);
 
-// Both.
-[[nodiscard]] std::vector<std::string> writeImage(OutputFile &file, const ImageView &picture, const ImageHeader &photo,
-                                                  const std::string &format);
-
-// The same for an image that no file stands behind: sRGB of whole numbers, "png" or "tiff".
+// Writes into `file` an image that no photograph stands behind: sRGB of whole numbers, "png" or "tiff".
 void writeImage(OutputFile &file, const ImageView &image, const std::string &format);
 
 } // namespace vindrel::cli

@@ -5,7 +5,7 @@
 #include "Program.h"
 #include "Proxy.h"
 #include "Scene.h"
-#include "WriteImage.h"
+#include "WholePicture.h"
 #include "vindrel/apply.hpp"
 #include "vindrel/stack.hpp"
 
@@ -72,7 +72,7 @@ bool sameBits(const std::vector<float> &a, const float *b) {
 
 void rewrite(const cli::ImageHeader &photo, const ImageView &picture, const fs::path &to) {
   cli::OutputFile file(to, true);
-  EXPECT_THAT(cli::writeImage(file, picture, photo, cli::formatByName(to)), IsEmpty());
+  EXPECT_THAT(writeWhole(file, picture, photo, cli::formatByName(to)), IsEmpty());
   file.finish();
   file.publish();
 }

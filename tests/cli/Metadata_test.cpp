@@ -3,7 +3,7 @@
 #include "ExifTool.h"
 #include "Program.h"
 #include "Scene.h"
-#include "WriteImage.h"
+#include "WholePicture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -41,7 +41,7 @@ protected:
     ImageView picture = pixels.view();
     picture.size = kNewSize;
     cli::OutputFile output(to, true);
-    const std::vector<std::string> losses = cli::writeImage(output, picture, header, cli::formatByName(to));
+    const std::vector<std::string> losses = writeWhole(output, picture, header, cli::formatByName(to));
     output.finish();
     output.publish();
     return losses;

@@ -1,6 +1,7 @@
 // What reading and writing a large picture takes beside the picture itself.
 #include "Program.h"
 #include "Scene.h"
+#include "WarpedOutputs.h"
 #include "WriteImage.h"
 
 #include <gtest/gtest.h>
@@ -88,6 +89,27 @@ TEST_F(PictureMemory, PixelsAreWrittenFromWhereTheyAreAndMetadataTakesTheFileTwi
   out.finish();
   out.publish();
   EXPECT_EQ(loadSpec(file("out.tif")).get_string_attribute("Artist"), "A. Photographer");
+}
+
+TEST_F(PictureMemory, NoPictureIsHeldWhileMetadataIsWritten) {
+  // Two photographs at hand and one output are three pictures, which metadata's copies of the file do not add to.
+  const std::vector<cli::ImageHeader> headers = {cli::readHeader(file("a.tif")), cli::readHeader(file("a.tif"))};
+  const Size size = headers[0].size;
+  StackEstimate stack;
+  stack.frameSize = size;
+  stack.frames.resize(2);
+  const std::vector<cli::Output> outputs = {{file("one.tif"), "tiff", 0}, {file("two.tif"), "tiff", 1}};
+  cli::FrameReader reader(headers);
+  cli::WarpedOutputs written;
+  EXPECT_LT(picturesTaken([&] {
+              for (const int index : {0, 1})
+                (void)reader.frame(index);
+              written.write(reader, stack, outputs, {.part = {0, 0, size.width, size.height}}, [](double) {});
+            }),
+            3.4);
+  EXPECT_FALSE(reader.holds(1));
+  written.publish();
+  EXPECT_EQ(loadSpec(file("two.tif")).get_string_attribute("Artist"), "A. Photographer");
 }
 
 } // namespace

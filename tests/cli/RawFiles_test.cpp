@@ -2,7 +2,7 @@
 #include "ExifTool.h"
 #include "Program.h"
 #include "Scene.h"
-#include "WriteImage.h"
+#include "WholePicture.h"
 #include "support/DngFile.h"
 
 #include <gmock/gmock.h>
@@ -111,7 +111,7 @@ TEST_F(RawFiles, AreWrittenAsTiffWithWhatTheCameraNoted) {
   {
     const cli::Pixels pixels = cli::readPixels(header);
     cli::OutputFile file(out, false);
-    EXPECT_THAT(cli::writeImage(file, pixels.view(), header, "tiff"), IsEmpty());
+    EXPECT_THAT(writeWhole(file, pixels.view(), header, "tiff"), IsEmpty());
     file.finish();
     file.publish();
   }
