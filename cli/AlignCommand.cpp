@@ -165,8 +165,10 @@ void AlignRun::write() {
       report_.warnings.push_back(arguments_.photos.front() + ": is the only photograph; copied as it is");
     }
   } else {
+    std::optional<Rectangle> part;
+    if (arguments_.crop == "none") part = report_.crop;
     pictures.write(reader_, report_.stack, outputs_,
-                   {.part = report_.crop,
+                   {.part = part,
                     .warp = {.filter = filterNamed(arguments_.filter), .threads = arguments_.threads},
                     .overwrite = arguments_.common.overwrite},
                    [&](double fraction) { bar_.show(kEstimateShare + kWriteShare * fraction, "writing"); });

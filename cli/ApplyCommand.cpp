@@ -14,6 +14,7 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace vindrel::cli {
@@ -85,8 +86,8 @@ ExitCode runApply(const ApplyArguments &arguments) {
   OutputFolder folder(arguments.folder);
 
   const StackEstimate &stack = transforms.estimate;
-  const Rectangle whole{0, 0, stack.frameSize.width, stack.frameSize.height};
-  const Rectangle part = arguments.crop == "common" ? stack.common : whole;
+  std::optional<Rectangle> part;
+  if (arguments.crop == "none") part = {0, 0, stack.frameSize.width, stack.frameSize.height};
   ProgressBar bar(arguments.common.showsProgress());
   FrameReader reader(headers);
   WarpedOutputs pictures;
@@ -100,7 +101,7 @@ ExitCode runApply(const ApplyArguments &arguments) {
   bar.wipe();
   for (const std::string &loss : pictures.losses())
     message(loss);
-  return report(arguments, stack, outputs, part.size());
+  return report(arguments, stack, outputs, part.value_or(stack.common).size());
 }
 
 } // namespace

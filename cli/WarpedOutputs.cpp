@@ -20,6 +20,10 @@ std::vector<int> writingOrder(const FrameReader &reader, const std::vector<Outpu
   return order;
 }
 
+Size outputSize(const StackEstimate &stack, const WarpSettings &settings) {
+  return settings.part.value_or(stack.common).size();
+}
+
 } // namespace
 
 Filter filterNamed(const std::string &name) {
@@ -48,7 +52,7 @@ void WarpedOutputs::write(FrameReader &reader, const StackEstimate &stack, const
     for (; finished < warped; ++finished) {
       OutputFile &file = files_[files_.size() - (warped - finished)];
       losses[static_cast<std::size_t>(order[finished])] =
-          writeMetadata(file, settings.part.size(), reader.header(order[finished]), outputOf(finished).format);
+          writeMetadata(file, outputSize(stack, settings), reader.header(order[finished]), outputOf(finished).format);
       file.finish();
     }
   }
@@ -62,11 +66,13 @@ void WarpedOutputs::writeWarped(FrameReader &reader, int index, const StackEstim
   const ImageView picture = reader.frame(index).view();
   if (!out || out->view().channels != photo.channels || out->view().depth != photo.depth) {
     out.reset(); // before the next one comes
-    out = std::make_unique<Pixels>(settings.part.size(), photo.channels, photo.depth);
+    out = std::make_unique<Pixels>(outputSize(stack, settings), photo.channels, photo.depth);
   }
-  if (const Result<void> warped =
-          warpFrame(stack, output.frame, picture, settings.part, out->mutableView(), settings.warp);
-      !warped) {
+  const MutableImageView place = out->mutableView();
+  const Result<void> warped = settings.part
+                                  ? warpFrame(stack, output.frame, picture, *settings.part, place, settings.warp)
+                                  : warpFrame(stack, output.frame, picture, place, settings.warp);
+  if (!warped) {
     throw Failure(ExitCode::Failed, photo.path.string() + ": could not be resampled: " + warped.error().message);
   }
   writePixels(files_.emplace_back(output.target, settings.overwrite), out->view(), photo, output.format);

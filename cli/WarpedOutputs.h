@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,7 @@ struct Output {
 };
 
 struct WarpSettings {
-  Rectangle part; // of the reference's frame
+  std::optional<Rectangle> part = {}; // of the reference's frame; without it what all frames cover
   WarpOptions warp = {};
   bool overwrite = false;
 };

@@ -44,7 +44,9 @@ VINDREL_API Result<void> warpImage(const Transform &sourceFromOutput, const Imag
 VINDREL_API Result<void> warpFrame(const StackEstimate &estimate, int index, const ImageView &image,
                                    const MutableImageView &out, const WarpOptions &options = {});
 
-/// The same into another rectangle of the reference's frame, such as the whole of it.
+/// The same into another rectangle of the reference's frame, such as the whole of it. A frame that lies whole pixels
+/// off, as the reference itself does, is copied, whatever the filter: its last column and row are shown as well, which
+/// Bilinear leaves white in the common rectangle, where the bytes are those of rt_align().
 VINDREL_API Result<void> warpFrame(const StackEstimate &estimate, int index, const ImageView &image,
                                    const Rectangle &rectangle, const MutableImageView &out,
                                    const WarpOptions &options = {});

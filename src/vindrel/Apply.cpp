@@ -115,63 +115,76 @@ void warpBilinear(const Mat33 &sourceFromOutput, const ImageView &source, const 
   forEachStrip(out.size.height, threads, runKernel, &job);
 }
 
+// What the bilinear kernel makes of a frame that lies whole pixels off: its samples are the frame's, but for the last
+// column and row, which it leaves white for want of neighbours on their other side.
+enum class WholePixels { AsTheKernel, Copied };
+
 Result<void> warp(const Transform &transform, const ImageView &source, const Rectangle &rectangle,
-                  const MutableImageView &out, const WarpOptions &options) {
+                  const MutableImageView &out, const WarpOptions &options, WholePixels wholePixels) {
   for (std::string error : {optionsError(options), formatError(source, out), rectangleError(rectangle, out)})
     if (!error.empty()) return invalidArgument(std::move(error));
   const Result<Mat33> sourceFromOutput = usable(transform);
   if (!sourceFromOutput) return sourceFromOutput.error();
-  const bool isInteger = source.depth != SampleDepth::F32;
-  if (options.filter == Filter::Bilinear && isInteger && liesBeforeHorizon(*sourceFromOutput, rectangle)) {
-    warpBilinear(*sourceFromOutput, source, rectangle, out, options.threads);
-    return {};
-  }
   const Transform plain{*sourceFromOutput};
-  if (options.filter == Filter::Nearest && isInteger && plain.isWholePixelShift() &&
-      std::abs(plain.matrix[2]) <= kFarthest && std::abs(plain.matrix[5]) <= kFarthest) {
+  const bool isInteger = source.depth != SampleDepth::F32;
+  const bool isCopy = plain.isWholePixelShift() && std::abs(plain.matrix[2]) <= kFarthest &&
+                      std::abs(plain.matrix[5]) <= kFarthest &&
+                      (options.filter != Filter::Bilinear || !isInteger || wholePixels == WholePixels::Copied);
+  if (isCopy && isInteger) {
     FrameShift shift;
     shift.x = static_cast<int>(plain.matrix[2]);
     shift.y = static_cast<int>(plain.matrix[5]);
     copyShifted(source, shift, {.outputSize = out.size, .minX = -rectangle.x, .minY = -rectangle.y}, out);
     return {};
   }
+  if (options.filter == Filter::Bilinear && isInteger && liesBeforeHorizon(*sourceFromOutput, rectangle)) {
+    warpBilinear(*sourceFromOutput, source, rectangle, out, options.threads);
+    return {};
+  }
+  // Infinite samples times a neighbour's weight of 0 would be no number.
+  const Resampling filter = isCopy ? Resampling::Nearest : resamplingOf(options.filter);
   filterOnThreads({.source = source,
                    .out = out,
                    .originX = rectangle.x,
                    .originY = rectangle.y,
                    .sourceFromOutput = *sourceFromOutput,
-                   .filter = resamplingOf(options.filter)},
+                   .filter = filter},
                   options.threads);
   return {};
+}
+
+Result<void> warpOfStack(const StackEstimate &estimate, int index, const ImageView &image, const Rectangle &rectangle,
+                         const MutableImageView &out, const WarpOptions &options, WholePixels wholePixels) {
+  if (index < 0 || static_cast<std::size_t>(index) >= estimate.frames.size()) {
+    return invalidArgument("index: must be 0 to " + std::to_string(estimate.frames.size()) + ", exclusive");
+  }
+  if (image.size != estimate.frameSize) {
+    return invalidArgument("image: must be of the size that the estimate was made of, " +
+                           std::to_string(estimate.frameSize.width) + " x " +
+                           std::to_string(estimate.frameSize.height) + " pixels");
+  }
+  WarpOptions suited = options;
+  if (estimate.model == Model::Shift && suited.filter == Filter::Bilinear) suited.filter = Filter::Nearest;
+  return warp(estimate.frames[static_cast<std::size_t>(index)].frameFromReference, image, rectangle, out, suited,
+              wholePixels);
 }
 
 } // namespace
 
 Result<void> warpImage(const Transform &sourceFromOutput, const ImageView &source, const Rectangle &rectangle,
                        const MutableImageView &out, const WarpOptions &options) {
-  return guarded([&] { return warp(sourceFromOutput, source, rectangle, out, options); });
+  return guarded([&] { return warp(sourceFromOutput, source, rectangle, out, options, WholePixels::AsTheKernel); });
 }
 
 Result<void> warpFrame(const StackEstimate &estimate, int index, const ImageView &image, const Rectangle &rectangle,
                        const MutableImageView &out, const WarpOptions &options) {
-  return guarded([&]() -> Result<void> {
-    if (index < 0 || static_cast<std::size_t>(index) >= estimate.frames.size()) {
-      return invalidArgument("index: must be 0 to " + std::to_string(estimate.frames.size()) + ", exclusive");
-    }
-    if (image.size != estimate.frameSize) {
-      return invalidArgument("image: must be of the size that the estimate was made of, " +
-                             std::to_string(estimate.frameSize.width) + " x " +
-                             std::to_string(estimate.frameSize.height) + " pixels");
-    }
-    WarpOptions suited = options;
-    if (estimate.model == Model::Shift && suited.filter == Filter::Bilinear) suited.filter = Filter::Nearest;
-    return warp(estimate.frames[static_cast<std::size_t>(index)].frameFromReference, image, rectangle, out, suited);
-  });
+  return guarded([&] { return warpOfStack(estimate, index, image, rectangle, out, options, WholePixels::Copied); });
 }
 
 Result<void> warpFrame(const StackEstimate &estimate, int index, const ImageView &image, const MutableImageView &out,
                        const WarpOptions &options) {
-  return warpFrame(estimate, index, image, estimate.common, out, options);
+  return guarded(
+      [&] { return warpOfStack(estimate, index, image, estimate.common, out, options, WholePixels::AsTheKernel); });
 }
 
 } // namespace vindrel

@@ -121,7 +121,7 @@ TEST_F(Align, WithoutCroppingKeepsTheReferenceInPlaceAndLeavesWhiteWhereAFrameHa
   const Photo dark = load(out("dark.png"));
   EXPECT_EQ(dark.width, kDark.width);
   EXPECT_EQ(dark.height, kDark.height);
-  EXPECT_THAT(placeIn(load(file("bright.png")), load(out("bright.png"))), ElementsAre(0, 0));
+  EXPECT_EQ(load(out("bright.png")).samples, load(file("bright.png")).samples) << "the last column and row too";
   // The second frame lies further right and down in the scene: it has nothing for the reference's first columns.
   for (int c = 0; c < 4; ++c)
     EXPECT_EQ(dark.at(2, dark.height / 2, c), 255) << "channel " << c;

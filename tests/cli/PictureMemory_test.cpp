@@ -104,7 +104,7 @@ TEST_F(PictureMemory, NoPictureIsHeldWhileMetadataIsWritten) {
   EXPECT_LT(picturesTaken([&] {
               for (const int index : {0, 1})
                 (void)reader.frame(index);
-              written.write(reader, stack, outputs, {.part = {0, 0, size.width, size.height}}, [](double) {});
+              written.write(reader, stack, outputs, {.part = Rectangle{0, 0, size.width, size.height}}, [](double) {});
             }),
             3.4);
   EXPECT_FALSE(reader.holds(1));

@@ -102,7 +102,8 @@ TEST_F(Transforms, ApplyByOneFrameMovesAMaskWithoutNewValues) {
 TEST_F(Transforms, ApplyCropsAndNamesAsAskedTo) {
   ASSERT_EQ(apply({file("a.png"), file("b.png"), "--crop", "none", "--name", "{stem}_moved.tif"}).exitCode, 0);
   EXPECT_THAT(namesIn(out()), ElementsAre("a_moved.tif", "b_moved.tif"));
-  EXPECT_EQ(load(out("a_moved.tif")).width, 400);
+  EXPECT_EQ(load(out("a_moved.tif")).samples, load(file("a.png")).samples) << "of the reference, all of the frame";
+  EXPECT_EQ(load(out("b_moved.tif")).width, 400);
 }
 
 TEST_F(Transforms, ImagesOfAnotherSizeAreRefused) {

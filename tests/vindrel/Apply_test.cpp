@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
+#include <tuple>
 
 namespace vindrel::test {
 namespace {
@@ -157,6 +158,16 @@ TEST(WarpImage, CopiesTheNearestSamplesOfAWholePixelShift) {
   }
 }
 
+TEST(WarpImage, KeepsFloatsThatLieWholePixelsOffBesideInfiniteOnes) {
+  Image<float> source(kSize, 1, 0.5f);
+  source.samples[static_cast<std::size_t>(20 * kSize.width + 30)] = std::numeric_limits<float>::infinity();
+  for (const Filter filter : kFilters) {
+    Image<float> out(kSize, 1);
+    ASSERT_TRUE(warpImage(Transform::translation(1, 1), source.view(), {-1, -1, 70, 50}, out.view(), {filter, 1}));
+    EXPECT_EQ(out.samples, source.samples);
+  }
+}
+
 TEST(WarpImage, RefusesWhatDoesNotFitAndLeavesTheOutputAlone) {
   const Image<std::uint8_t> source = noise<std::uint8_t>(kSize, 3);
   Image<std::uint8_t> out({20, 10}, 3, 7);
@@ -213,6 +224,58 @@ TEST(WarpFrame, RefusesAnIndexAndAnImageThatAreNoneOfTheStacks) {
   EXPECT_THAT(warpFrame(estimate, -1, image.view(), out.view()).error().message, HasSubstr("index"));
   const Image<std::uint8_t> other({70, 51}, 3);
   EXPECT_THAT(warpFrame(estimate, 0, other.view(), out.view()).error().message, HasSubstr("70 x 50"));
+}
+
+// A stack of the whole frame's size: the reference, and a frame whose scene lies 3 columns left and 2 rows down.
+StackEstimate wholePixelsApart() {
+  StackEstimate estimate;
+  estimate.frameSize = kSize;
+  estimate.frames.resize(2);
+  estimate.frames[1].frameFromReference = Transform::translation(3, -2);
+  estimate.common = {0, 0, kSize.width, kSize.height};
+  return estimate;
+}
+
+template <class Sample>
+void copiesEverySample(Sample white) {
+  const StackEstimate estimate = wholePixelsApart();
+  const Rectangle part = {-5, 1, 80, 60}; // beyond the frame on three sides, and without its first row
+  for (int channels = 1; channels <= 4; ++channels) {
+    const Image<Sample> source = noise<Sample>(kSize, channels);
+    for (const Filter filter : kFilters) {
+      for (const auto &[index, shiftX, shiftY] : {std::tuple{0, 0, 0}, {1, 3, -2}}) {
+        Image<Sample> out(part.size(), channels);
+        ASSERT_TRUE(warpFrame(estimate, index, source.view(), part, out.view(), {filter, 2}));
+        for (int y = 0; y < part.height; ++y) {
+          for (int x = 0; x < part.width; ++x) {
+            const int column = x + part.x + shiftX, row = y + part.y + shiftY;
+            const bool covered = column >= 0 && column < kSize.width && row >= 0 && row < kSize.height;
+            for (int c = 0; c < channels; ++c)
+              ASSERT_EQ(out.at(x, y, c), covered ? source.at(column, row, c) : white) << x << ' ' << y << ' ' << c;
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(WarpFrame, CopiesEverySampleOfAFrameThatLiesWholePixelsOffIntoAnyRectangle) {
+  copiesEverySample<std::uint8_t>(255);
+  copiesEverySample<std::uint16_t>(65535);
+  copiesEverySample<float>(1);
+}
+
+TEST(WarpFrame, GivesTheKernelsBytesInTheCommonRectangleWhereverAFrameLies) {
+  const StackEstimate estimate = wholePixelsApart();
+  const Image<std::uint8_t> source = noise<std::uint8_t>(kSize, 3);
+  for (const int index : {0, 1}) {
+    Image<std::uint8_t> out(kSize, 3), kernel(kSize, 3);
+    ASSERT_TRUE(warpFrame(estimate, index, source.view(), out.view()));
+    ASSERT_TRUE(warpImage(estimate.frames[static_cast<std::size_t>(index)].frameFromReference, source.view(),
+                          estimate.common, kernel.view()));
+    EXPECT_EQ(out.samples, kernel.samples);
+    EXPECT_EQ(out.at(kSize.width - 1, 10), 255) << "its last column has no neighbours on the right";
+  }
 }
 
 TEST(WarpFrame, WarpsFloatsAndMasksByTheTransformsOfTheirStack) {
