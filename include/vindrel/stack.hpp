@@ -68,8 +68,8 @@ struct StackOptions {
   ReferenceChoice reference = ReferenceChoice::Anchor;
   int referenceIndex = 0; ///< with ReferenceChoice::Index
   OnUnaligned onUnaligned = OnUnaligned::Guess;
-  int threads = 1; ///< 1 to 1024; shifts are searched on the caller's. The perspective search draws by thread: results
-                   ///< are repeatable for a number of threads
+  int threads = 1; ///< 1 to 1024. The perspective search draws by thread: its results are repeatable for a number of
+                   ///< threads, all others are the same for any
   /// Farthest that frames next to each other in brightness may lie apart, in pixels; 0: a tenth of the width and of the
   /// height. Shifts are searched equally far both ways: beyond the larger of the two and up to about twice as far, as
   /// the search doubles its reach.

@@ -6,10 +6,13 @@
 
 namespace vindrel {
 
-bool BitmapCache::allocate(const FrameFormat &format, int frames, int levels) {
+bool BitmapCache::allocate(const FrameFormat &format, int frames, int levels, RowTeam *team) {
   layout_ = PyramidLayout(format.size, levels);
+  team_ = team != nullptr && team->size() > 1 ? team : nullptr;
   const std::int64_t greyBytes = packedSamples(format.size, 1);
-  const std::int64_t spare = packedSamples(format.size, format.channels) * bytesPerSample(format.depth) - greyBytes;
+  const std::int64_t halfBytes = team_ != nullptr ? packedSamples(halved(format.size), 1) : 0;
+  const std::int64_t spare =
+      packedSamples(format.size, format.channels) * bytesPerSample(format.depth) - greyBytes - halfBytes;
   const auto pyramidBytes = static_cast<std::int64_t>(layout_.words() * sizeof(std::uint64_t));
   // Two more than there are frames: the pairs of a stack seldom ask for more than one other threshold of a frame.
   const std::int64_t places = std::clamp<std::int64_t>(spare / pyramidBytes, 2, std::int64_t{frames} + 2);
@@ -17,12 +20,16 @@ bool BitmapCache::allocate(const FrameFormat &format, int frames, int levels) {
   words_ = Buffer<std::uint64_t>::unfilled(static_cast<std::size_t>(places) * layout_.words());
   grey_ = Buffer<std::uint8_t>::unfilled(static_cast<std::size_t>(greyBytes));
   if (!places_ || !words_ || !grey_) return false;
+  if (team_ != nullptr) {
+    half_ = Buffer<std::uint8_t>::unfilled(static_cast<std::size_t>(halfBytes));
+    if (!half_) return false;
+  }
   std::fill(places_.begin(), places_.end(), Thresholded{kNoFrame, 0});
   return true;
 }
 
 void BitmapCache::count(const ImageView &view, std::uint32_t *histogram) {
-  convertAndCount(view, histogram, grey_.data());
+  convertAndCount(view, histogram, grey_.data(), team_);
 }
 
 void BitmapCache::keep(const Thresholded &counted) {
@@ -75,7 +82,10 @@ Thresholded *BitmapCache::placeFor(int frame, const Thresholded *other) {
 
 void BitmapCache::fill(Thresholded &place, const Thresholded &by) {
   place = by;
-  layout_.fill(grey_.data(), by.threshold, wordsOf(place));
+  if (team_ != nullptr)
+    layout_.fillByTeam(*team_, grey_.data(), half_.data(), by.threshold, wordsOf(place));
+  else
+    layout_.fill(grey_.data(), by.threshold, wordsOf(place));
 }
 
 std::uint64_t *BitmapCache::wordsOf(const Thresholded &place) {

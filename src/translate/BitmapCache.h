@@ -22,8 +22,8 @@ struct Thresholded {
 class BitmapCache {
 public:
   // False when an allocation failed. What is kept, with the grey image that bitmaps are made from, takes no more than
-  // one frame does, but always as much as two pyramids.
-  bool allocate(const FrameFormat &format, int frames, int levels);
+  // one frame does, but always as much as two pyramids. team: that bitmaps are made by, null: by the calling thread.
+  bool allocate(const FrameFormat &format, int frames, int levels, RowTeam *team = nullptr);
 
   // The frame's histogram.
   void count(const ImageView &view, std::uint32_t *histogram);
@@ -54,6 +54,8 @@ private:
   Buffer<Thresholded> places_; // what each place of words_ holds
   Buffer<std::uint64_t> words_;
   Buffer<std::uint8_t> grey_;
+  RowTeam *team_ = nullptr;   // null as well where it has one member
+  Buffer<std::uint8_t> half_; // for a team
 };
 
 } // namespace vindrel

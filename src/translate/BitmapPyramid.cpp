@@ -6,6 +6,7 @@
 #include "translate/ThresholdKernel.h"
 
 #include <algorithm>
+#include <mutex>
 
 namespace vindrel {
 namespace {
@@ -14,8 +15,8 @@ namespace {
 constexpr int kChunk = 1024;
 
 template <class Sample>
-void convert(const ImageView &image, std::uint8_t *grey, GreyCounter &counter) {
-  for (int y = 0; y < image.size.height; ++y) {
+void convert(const ImageView &image, RowRange rows, std::uint8_t *grey, GreyCounter &counter) {
+  for (int y = rows.begin; y < rows.end; ++y) {
     std::uint8_t *row = grey + static_cast<std::int64_t>(y) * image.size.width;
     greyOfFirstThree(image.row<Sample>(y), image.size.width, image.channels, row);
     counter.add(row, image.size.width);
@@ -48,14 +49,19 @@ void reduceGreyRow(const std::uint8_t *grey, Size size, int r, std::uint8_t *out
 
 } // namespace
 
-void convertAndCount(const ImageView &image, std::uint32_t *histogram, std::uint8_t *grey) {
-  GreyCounter counter;
-  if (image.depth == SampleDepth::U8)
-    convert<std::uint8_t>(image, grey, counter);
-  else
-    convert<std::uint16_t>(image, grey, counter);
+void convertAndCount(const ImageView &image, std::uint32_t *histogram, std::uint8_t *grey, RowTeam *team) {
   std::fill_n(histogram, kGreyLevels, 0U);
-  counter.addTo(histogram);
+  std::mutex adding;
+  const int atATime = rowsWorthSharing(kGreyPixelsAtATime, image.size.width);
+  shareRows(team, image.size.height, atATime, [&](int, RowRange rows) {
+    GreyCounter counter;
+    if (image.depth == SampleDepth::U8)
+      convert<std::uint8_t>(image, rows, grey, counter);
+    else
+      convert<std::uint16_t>(image, rows, grey, counter);
+    const std::lock_guard<std::mutex> lock(adding);
+    counter.addTo(histogram);
+  });
 }
 
 void greyHistogram(const ImageView &image, std::uint32_t *histogram) {
@@ -83,22 +89,44 @@ PyramidLayout::PyramidLayout(Size size, int levels) {
   }
 }
 
-void PyramidLayout::fill(std::uint8_t *grey, int threshold, std::uint64_t *pyramid) const {
-  for (int l = 0; l < count_; ++l) {
-    const auto &[size, rowWords, firstWord] = levels_[static_cast<std::size_t>(l)];
-    const std::int64_t width = size.width;
-    const int ownWords = wordsFor(size.width);
-    std::uint64_t *out = pyramid + firstWord;
-    const Size small = halved(size);
-    // Two rows are compared and then reduced to one, while they are in the cache, in the place of the first of them.
-    const bool reduces = l + 1 < count_;
-    for (int y = 0; y < size.height; ++y, out += rowWords) {
-      thresholdRow(grey + y * width, size.width, threshold, out);
-      std::fill(out + ownWords, out + rowWords, 0U);
-      const int r = y / 2;
-      if (reduces && y % 2 != 0) reduceGreyRow(grey, size, r, grey + std::int64_t{r} * small.width);
-    }
+// Two rows are compared and then reduced to one, while they are in the cache.
+void PyramidLayout::fillRows(int l, RowRange rows, const std::uint8_t *grey, int threshold, std::uint64_t *pyramid,
+                             std::uint8_t *reduced) const {
+  const auto &[size, rowWords, firstWord] = levels_[static_cast<std::size_t>(l)];
+  const std::int64_t width = size.width;
+  const int ownWords = wordsFor(size.width);
+  const Size small = halved(size);
+  const bool reduces = l + 1 < count_;
+  for (int y = rows.begin; y < rows.end; ++y) {
+    std::uint64_t *out = pyramid + firstWord + static_cast<std::int64_t>(y) * rowWords;
+    thresholdRow(grey + y * width, size.width, threshold, out);
+    std::fill(out + ownWords, out + rowWords, 0U);
+    const int r = y / 2;
+    if (reduces && y % 2 != 0) reduceGreyRow(grey, size, r, reduced + std::int64_t{r} * small.width);
   }
+}
+
+// Each pair of rows is reduced in the place of the first of them, or before it.
+void PyramidLayout::fillFrom(int l, std::uint8_t *grey, int threshold, std::uint64_t *pyramid) const {
+  for (; l < count_; ++l)
+    fillRows(l, {0, levels_[static_cast<std::size_t>(l)].size.height}, grey, threshold, pyramid, grey);
+}
+
+// The last pair of a member's rows is reduced with the row after it, which is another's. So the images of the levels
+// take turns in two places, and a level is begun when the one before it is whole. Small levels are left to one thread.
+void PyramidLayout::fillByTeam(RowTeam &team, std::uint8_t *grey, std::uint8_t *half, int threshold,
+                               std::uint64_t *pyramid) const {
+  int l = 0;
+  for (; l < count_ && packedSamples(levels_[static_cast<std::size_t>(l)].size, 1) > kGreyPixelsAtATime; ++l) {
+    const Size size = levels_[static_cast<std::size_t>(l)].size;
+    const int pairs = size.height / 2 + size.height % 2;
+    const int atATime = rowsWorthSharing(kGreyPixelsAtATime / 2, size.width);
+    team.share(pairs, atATime, [&](int, RowRange some) {
+      fillRows(l, {2 * some.begin, std::min(2 * some.end, size.height)}, grey, threshold, pyramid, half);
+    });
+    std::swap(grey, half);
+  }
+  fillFrom(l, grey, threshold, pyramid);
 }
 
 } // namespace vindrel

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "base/ImageView.h"
+#include "base/RowTeam.h"
 #include "translate/ThresholdKernel.h"
 
 #include <array>
@@ -23,8 +24,12 @@ constexpr bool hasPixels(Size size) {
   return size.width > 0 && size.height > 0;
 }
 
+// Pixels of a grey image and of a bitmap that take a tenth of a millisecond.
+constexpr std::int64_t kGreyPixelsAtATime = 1 << 18;
+constexpr std::int64_t kBitmapPixelsAtATime = 1 << 19;
+
 // Writes the packed grey image and its 256-bin histogram (both overwritten). A bin counts modulo 2^32.
-void convertAndCount(const ImageView &image, std::uint32_t *histogram, std::uint8_t *grey);
+void convertAndCount(const ImageView &image, std::uint32_t *histogram, std::uint8_t *grey, RowTeam *team = nullptr);
 
 // The histogram alone.
 void greyHistogram(const ImageView &image, std::uint32_t *histogram);
@@ -74,7 +79,9 @@ public:
   }
 
   // Fills a pyramid from the packed grey image at full size, which is lost.
-  void fill(std::uint8_t *grey, int threshold, std::uint64_t *pyramid) const;
+  void fill(std::uint8_t *grey, int threshold, std::uint64_t *pyramid) const { fillFrom(0, grey, threshold, pyramid); }
+  // The same by a team, which cannot reduce the image in its own place: half has room for halved(size) pixels.
+  void fillByTeam(RowTeam &team, std::uint8_t *grey, std::uint8_t *half, int threshold, std::uint64_t *pyramid) const;
 
 private:
   struct Level {
@@ -82,6 +89,12 @@ private:
     int rowWords = 0;
     std::size_t firstWord = 0;
   };
+
+  // The levels from l on, of which grey is the first one's image.
+  void fillFrom(int l, std::uint8_t *grey, int threshold, std::uint64_t *pyramid) const;
+  // Rows of a level, the first of them even, and what they reduce to: rows of `reduced`, if there is a next level.
+  void fillRows(int l, RowRange rows, const std::uint8_t *grey, int threshold, std::uint64_t *pyramid,
+                std::uint8_t *reduced) const;
 
   int count_ = 0;
   std::size_t words_ = 0;

@@ -11,6 +11,14 @@ struct EdgeAgreement {
   std::int64_t moving = 0;    // of the moving bitmap
   std::int64_t same = 0;      // edges of both in one place, of one direction
   std::int64_t opposite = 0;  // of both in one place, of opposite directions
+
+  EdgeAgreement &operator+=(const EdgeAgreement &other) {
+    reference += other.reference;
+    moving += other.moving;
+    same += other.same;
+    opposite += other.opposite;
+    return *this;
+  }
 };
 
 // A row and the row above it, as bits in 64-bit words.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <mutex>
 
 namespace vindrel {
 namespace {
@@ -17,15 +18,22 @@ constexpr int atLevel(int pixels, int level) {
   return level == 0 ? pixels : (pixels + (1 << (level - 1))) >> level;
 }
 
-void addEdges(const BitmapView &reference, const BitmapView &moving, int x, int y, EdgeAgreement &across,
+void addEdges(const BitmapView &reference, const BitmapView &moving, int x, int y, RowTeam *team, EdgeAgreement &across,
               EdgeAgreement &down) {
-  const auto [width, height] = reference.size;
+  const Size size = reference.size;
   // Row 0 of the moving bitmap is left out, as in the search.
   const int begin = std::max(1, 2 - y);
-  const int end = std::min(height, height - y);
-  for (int row = begin; row < end; ++row)
-    addRowEdges({.row = reference.row(row), .above = reference.row(row - 1)},
-                {.row = moving.row(row + y), .above = moving.row(row + y - 1)}, width, x, across, down);
+  const int end = std::min(size.height, size.height - y);
+  std::mutex adding;
+  shareRows(team, end - begin, rowsWorthSharing(kBitmapPixelsAtATime, size.width), [&](int, RowRange rows) {
+    EdgeAgreement someAcross, someDown;
+    for (int row = begin + rows.begin; row < begin + rows.end; ++row)
+      addRowEdges({.row = reference.row(row), .above = reference.row(row - 1)},
+                  {.row = moving.row(row + y), .above = moving.row(row + y - 1)}, size.width, x, someAcross, someDown);
+    const std::lock_guard<std::mutex> lock(adding);
+    across += someAcross;
+    down += someDown;
+  });
 }
 
 } // namespace
@@ -51,13 +59,15 @@ bool edgesAgree(const ShiftEvidence &evidence) {
   return true;
 }
 
-ShiftEvidence gatherEvidence(const PyramidView &reference, const PyramidView &moving, int levels, int x, int y) {
+ShiftEvidence gatherEvidence(const PyramidView &reference, const PyramidView &moving, int levels, int x, int y,
+                             RowTeam *team) {
   ShiftEvidence evidence;
   const double p = shareOfSetBits(reference.level(0));
   const double q = shareOfSetBits(moving.level(0));
   evidence.chanceShare = p * (1 - q) + q * (1 - p);
   for (int l = 0; l < std::min(levels, kEvidenceLevels); ++l)
-    addEdges(reference.level(l), moving.level(l), atLevel(x, l), atLevel(y, l), evidence.across[l], evidence.down[l]);
+    addEdges(reference.level(l), moving.level(l), atLevel(x, l), atLevel(y, l), team, evidence.across[l],
+             evidence.down[l]);
   return evidence;
 }
 

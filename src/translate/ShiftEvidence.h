@@ -56,7 +56,8 @@ bool isBetterThanChance(const ShiftEvidence &evidence);
 // Whether nearly all edges that meet at level 0 step the same way, in x and in y.
 bool edgesAgree(const ShiftEvidence &evidence);
 
-// At a shift of (x, y) pixels of level 0; levels: those that the pyramids have.
-ShiftEvidence gatherEvidence(const PyramidView &reference, const PyramidView &moving, int levels, int x, int y);
+// At a shift of (x, y) pixels of level 0; levels: those that the pyramids have. team may be null.
+ShiftEvidence gatherEvidence(const PyramidView &reference, const PyramidView &moving, int levels, int x, int y,
+                             RowTeam *team = nullptr);
 
 } // namespace vindrel

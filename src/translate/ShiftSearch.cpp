@@ -24,9 +24,11 @@ struct Shift {
 class PairSearch {
 public:
   // False when an allocation failed.
-  bool allocate(const PyramidLayout &layout) {
+  bool allocate(const PyramidLayout &layout, RowTeam *team) {
     layout_ = &layout;
-    scratch_ = Buffer<std::uint64_t>::unfilled(trialScratch(layout.level(0, nullptr).rowWords));
+    team_ = team;
+    const std::size_t members = team != nullptr ? static_cast<std::size_t>(team->size()) : 1;
+    scratch_ = Buffer<std::uint64_t>::unfilled(members * trialScratch(layout.level(0, nullptr).rowWords));
     return static_cast<bool>(scratch_);
   }
 
@@ -54,12 +56,12 @@ public:
   }
 
   ShiftEvidence evidenceAt(Shift shift) const {
-    return gatherEvidence(reference_, moving_, layout_->levels(), shift.x, shift.y);
+    return gatherEvidence(reference_, moving_, layout_->levels(), shift.x, shift.y, team_);
   }
 
 private:
   std::array<std::int64_t, kTrials> trialsAt(int l, Shift start) {
-    return countTrials(reference_.level(l), moving_.level(l), start.x, start.y, scratch_.data());
+    return countTrials(reference_.level(l), moving_.level(l), start.x, start.y, scratch_.data(), team_);
   }
 
   // Where all nine are as good as what came before them, nothing speaks for any of them: no step is taken.
@@ -82,8 +84,9 @@ private:
 
   const PyramidLayout *layout_ = nullptr;
   PyramidView reference_, moving_;
-  Buffer<std::uint64_t> scratch_;
-  Shift lastStart_; // of the trials that were counted last
+  RowTeam *team_ = nullptr;
+  Buffer<std::uint64_t> scratch_; // of each member
+  Shift lastStart_;               // of the trials that were counted last
   std::array<std::int64_t, kTrials> lastErrors_{};
 };
 
@@ -118,12 +121,12 @@ void judge(PairSearch &search, Shift shift, FrameShift &result) {
 // The frames of a stack along their order, each compared with the one before it.
 class ChainSearch {
 public:
-  ChainSearch(FrameSource &frames, BitmapCache &bitmaps, const std::uint32_t *histograms, ShiftVerdicts verdicts,
+  ChainSearch(FrameSource &frames, BitmapCache &bitmaps, const std::uint32_t *histograms, const ShiftSettings &settings,
               ShiftEstimate &estimate)
-      : frames_(frames), bitmaps_(bitmaps), histograms_(histograms), verdicts_(verdicts), estimate_(estimate) {}
+      : frames_(frames), bitmaps_(bitmaps), histograms_(histograms), settings_(settings), estimate_(estimate) {}
 
   Status run(const Brightness *brightness, const PercentileCounts &counts, Steps &steps) {
-    if (!search_.allocate(bitmaps_.layout())) return Status::OutOfMemory;
+    if (!search_.allocate(bitmaps_.layout(), settings_.team)) return Status::OutOfMemory;
     const int *order = estimate_.order.data();
 
     // The brightest frame is the one placed first, on the second brightest: its own exposure is the least reliable.
@@ -169,7 +172,7 @@ private:
     result.searched = true;
     const int reach = static_cast<int>((std::int64_t{1} << estimate_.levels) - 1);
     result.atReachEdge = std::max(std::abs(shift.x), std::abs(shift.y)) >= reach;
-    if (verdicts_ == ShiftVerdicts::Reached) judge(search_, shift, result);
+    if (settings_.verdicts == ShiftVerdicts::Reached) judge(search_, shift, result);
     estimate_.lastError =
         static_cast<int>(std::min<std::int64_t>(result.bestDifference, std::numeric_limits<int>::max()));
     return Status::Ok;
@@ -178,7 +181,7 @@ private:
   FrameSource &frames_;
   BitmapCache &bitmaps_;
   const std::uint32_t *histograms_;
-  ShiftVerdicts verdicts_;
+  const ShiftSettings &settings_;
   ShiftEstimate &estimate_;
   PairSearch search_;
 };
@@ -219,13 +222,12 @@ float fractionForShift(Size size, int shift) {
   return static_cast<float>(std::ldexp(1.5, levels + 1) / size.width);
 }
 
-ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFraction, const Progress &progress) {
+ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFraction) {
   ViewFrames source(frames);
-  return estimateShifts(source, searchFraction, progress);
+  return estimateShifts(source, {.searchFraction = searchFraction});
 }
 
-ShiftEstimate estimateShifts(FrameSource &frames, float searchFraction, const Progress &progress,
-                             ShiftVerdicts verdicts) {
+ShiftEstimate estimateShifts(FrameSource &frames, const ShiftSettings &settings) {
   ShiftEstimate estimate;
   estimate.count = frames.count();
   const auto n = static_cast<std::size_t>(estimate.count);
@@ -237,11 +239,11 @@ ShiftEstimate estimateShifts(FrameSource &frames, float searchFraction, const Pr
   std::fill(estimate.shifts.begin(), estimate.shifts.end(), FrameShift{});
   if (n == 0) return estimate;
 
-  Steps steps(progress, 2 * estimate.count - 1);
+  Steps steps(settings.progress, 2 * estimate.count - 1);
   const FrameFormat format = frames.format();
-  if (n > 1) estimate.levels = searchLevels(format.size, searchFraction);
+  if (n > 1) estimate.levels = searchLevels(format.size, settings.searchFraction);
   BitmapCache bitmaps;
-  if (estimate.levels > 0 && !bitmaps.allocate(format, estimate.count, estimate.levels)) {
+  if (estimate.levels > 0 && !bitmaps.allocate(format, estimate.count, estimate.levels, settings.team)) {
     return failed(Status::OutOfMemory);
   }
   const PercentileCounts counts = percentileCounts(packedSamples(format.size, 1));
@@ -265,7 +267,7 @@ ShiftEstimate estimateShifts(FrameSource &frames, float searchFraction, const Pr
   anchor.doubt = ShiftDoubt::None;
   anchor.trustworthy = true;
   if (estimate.levels > 0) {
-    ChainSearch chain(frames, bitmaps, histograms.data(), verdicts, estimate);
+    ChainSearch chain(frames, bitmaps, histograms.data(), settings, estimate);
     if (const Status status = chain.run(brightness.data(), counts, steps); status != Status::Ok) return failed(status);
   }
   findExtent(estimate);

@@ -65,14 +65,20 @@ float fractionForShift(Size size, int shift);
 // tenth of the search.
 enum class ShiftVerdicts { Reached, LeftOut };
 
+struct ShiftSettings {
+  float searchFraction = 0; // as of searchLevels()
+  ShiftVerdicts verdicts = ShiftVerdicts::Reached;
+  RowTeam *team = nullptr; // shares the rows of each frame and of each pair; null: the calling thread alone
+  Progress progress = {};
+};
+
 // Frames: of one size, channel count and depth, asked for one at a time. First every frame is looked at, in storage
 // order, and its bitmaps are kept; pairs then ask again for those frames only whose bitmaps they need at another
-// threshold. Runs on the caller's thread. Progress is reported, and cancellation noticed, after each frame that was
-// looked at and each pair that was compared.
-ShiftEstimate estimateShifts(FrameSource &frames, float searchFraction, const Progress &progress = {},
-                             ShiftVerdicts verdicts = ShiftVerdicts::Reached);
+// threshold. Progress is reported, on the calling thread, and cancellation noticed, after each frame that was looked at
+// and each pair that was compared.
+ShiftEstimate estimateShifts(FrameSource &frames, const ShiftSettings &settings);
 
 // The same of frames that all are in memory.
-ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFraction, const Progress &progress = {});
+ShiftEstimate estimateShifts(std::span<const ImageView> frames, float searchFraction);
 
 } // namespace vindrel

@@ -6,6 +6,7 @@
 #include "translate/ShiftedRow.h"
 
 #include <algorithm>
+#include <mutex>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "translate/ShiftTrialsKernel.cpp"
@@ -118,8 +119,9 @@ void shiftRow(const std::uint64_t *row, int width, int shift, std::ptrdiff_t wor
   std::fill(out + own, out + words, 0U);
 }
 
-void countAll(const BitmapView &reference, const BitmapView &moving, int shiftX, int shiftY, std::uint64_t *scratch,
-              std::int64_t *errors) {
+// Of some rows of the reference.
+void countRows(const BitmapView &reference, const BitmapView &moving, int shiftX, int shiftY, RowRange rows,
+               std::uint64_t *scratch, std::int64_t *errors) {
   const int width = reference.size.width, height = reference.size.height;
   const std::ptrdiff_t words = reference.rowWords;
   std::uint64_t *const zeros = scratch + kTrials * words;
@@ -134,9 +136,9 @@ void countAll(const BitmapView &reference, const BitmapView &moving, int shiftX,
     for (int i = 0; i < 3; ++i)
       shiftRow(moving.row(static_cast<int>(row)), width, shiftX + i - 1, words, place(row) + i * words);
   };
-  prepare(std::int64_t{shiftY} - 1);
-  prepare(shiftY);
-  for (int y = 0; y < height; ++y) {
+  prepare(std::int64_t{rows.begin} + shiftY - 1);
+  prepare(std::int64_t{rows.begin} + shiftY);
+  for (int y = rows.begin; y < rows.end; ++y) {
     prepare(std::int64_t{y} + shiftY + 1);
     for (int i = 0; i < 3; ++i) {
       const std::int64_t row = std::int64_t{y} + shiftY + i - 1;
@@ -167,13 +169,22 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace vindrel {
 
-HWY_EXPORT(countAll);
+HWY_EXPORT(countRows);
 HWY_EXPORT(countSet);
 
 std::array<std::int64_t, kTrials> countTrials(const BitmapView &reference, const BitmapView &moving, int shiftX,
-                                              int shiftY, std::uint64_t *scratch) {
-  std::array<std::int64_t, kTrials> errors;
-  HWY_DYNAMIC_DISPATCH(countAll)(reference, moving, shiftX, shiftY, scratch, errors.data());
+                                              int shiftY, std::uint64_t *scratch, RowTeam *team) {
+  std::array<std::int64_t, kTrials> errors = {};
+  std::mutex adding;
+  const int atATime = rowsWorthSharing(kBitmapPixelsAtATime, reference.size.width);
+  shareRows(team, reference.size.height, atATime, [&](int member, RowRange rows) {
+    std::uint64_t *own = scratch + static_cast<std::size_t>(member) * trialScratch(reference.rowWords);
+    std::int64_t some[kTrials];
+    HWY_DYNAMIC_DISPATCH(countRows)(reference, moving, shiftX, shiftY, rows, own, some);
+    const std::lock_guard<std::mutex> lock(adding);
+    for (std::size_t i = 0; i < kTrials; ++i)
+      errors[i] += some[i];
+  });
   return errors;
 }
 

@@ -38,7 +38,8 @@ int alignBlock(const ImageView &first, int count, std::uint8_t *pixels, float se
   const bool fullSize = size[0] == kAskForFullSize;
   BlockFrames frames(pixels, std::max(count, 0),
                      {.size = first.size, .channels = first.channels, .depth = first.depth});
-  const ShiftEstimate estimate = estimateShifts(frames, searchFraction, {}, ShiftVerdicts::LeftOut);
+  const ShiftEstimate estimate =
+      estimateShifts(frames, {.searchFraction = searchFraction, .verdicts = ShiftVerdicts::LeftOut});
   if (estimate.status != Status::Ok) return kOutOfMemory;
   *lastError = estimate.lastError;
 

@@ -42,8 +42,10 @@ RankedStack estimateByShifts(CallerFrames &frames, const StackOptions &options, 
   const Size size = frames.format().size;
   ShiftProgress scaled{progress};
   const float fraction = fractionForShift(size, std::max(options.maxShiftX, options.maxShiftY));
-  const ShiftEstimate estimate =
-      estimateShifts(frames, fraction, {.function = ShiftProgress::report, .state = &scaled});
+  RowTeam team(options.threads);
+  const ShiftEstimate estimate = estimateShifts(
+      frames,
+      {.searchFraction = fraction, .team = &team, .progress = {.function = ShiftProgress::report, .state = &scaled}});
   RankedStack result;
   result.status = estimate.status;
   if (estimate.status != Status::Ok) return result;

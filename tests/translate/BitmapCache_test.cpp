@@ -121,5 +121,15 @@ TEST(BitmapCache, ReportsEveryFailedAllocation) {
   EXPECT_EQ(failures, 3);
 }
 
+TEST(BitmapCache, ReportsEveryFailedAllocationOfATeamsToo) {
+  RowTeam team(2);
+  const long failures = forEachFailingAllocation([&](const FailingAllocation &failing) {
+    BitmapCache cache;
+    const bool good = cache.allocate({.size = kSize, .channels = 3, .depth = SampleDepth::U8}, kFrames, kLevels, &team);
+    EXPECT_EQ(good, !failing.reached());
+  });
+  EXPECT_EQ(failures, 4);
+}
+
 } // namespace
 } // namespace vindrel::test

@@ -201,6 +201,21 @@ TEST(ShiftTrialsKernel, DoesNotOverflowOnRowsOfThousandsOfOnes) {
   });
 }
 
+TEST(ShiftTrialsKernel, CountsTheSameByATeam) {
+  std::mt19937 random(8);
+  const reference::Plane a = randomBits(2000, 700, random), b = randomBits(2000, 700, random);
+  const PackedBitmap first(a), second(b);
+  for (const int threads : {2, 4}) {
+    RowTeam team(threads);
+    GuardedBuffer<std::uint64_t> scratch(static_cast<std::size_t>(threads) * trialScratch(first.view().rowWords));
+    for (const auto &[x, y] : {std::pair{0, 0}, {3, -5}, {-70, 261}, {0, 699}, {5, -1000000000}}) {
+      EXPECT_EQ(countTrials(first.view(), second.view(), x, y, scratch.data(), &team),
+                countTrials(first.view(), second.view(), x, y, scratch.data()));
+      EXPECT_TRUE(scratch.guardsIntact());
+    }
+  }
+}
+
 TEST(EdgeAgreementKernel, EqualsTheDefinitionForEveryWidthAndShift) {
   std::mt19937 random(6);
   const auto equal = [](const EdgeAgreement &a, const reference::Edges &b) {

@@ -193,6 +193,28 @@ TEST(PyramidLayout, FillsEveryLevelByItsDefinitionAndPadsItsRowsWithZeros) {
   });
 }
 
+TEST(PyramidLayout, IsFilledAlikeByATeam) {
+  std::mt19937 random(17);
+  for (const Size size : {Size{1500, 1201}, Size{700001, 3}, Size{3, 700001}, Size{1, 900000}, Size{40, 30}})
+    for (const int threads : {2, 4}) {
+      const auto pixels = static_cast<std::size_t>(packedSamples(size, 1));
+      const auto image = randomPixels<std::uint8_t>(pixels, random);
+      const PyramidLayout layout(size, 9);
+      std::vector<std::uint8_t> grey = image;
+      std::vector<std::uint64_t> expected(layout.words(), 1);
+      layout.fill(grey.data(), 128, expected.data());
+
+      RowTeam team(threads);
+      grey = image;
+      GuardedBuffer<std::uint8_t> half(static_cast<std::size_t>(packedSamples(halved(size), 1)));
+      GuardedBuffer<std::uint64_t> words(layout.words(), 2);
+      layout.fillByTeam(team, grey.data(), half.data(), 128, words.data());
+      EXPECT_TRUE(half.guardsIntact());
+      EXPECT_TRUE(words.guardsIntact());
+      EXPECT_EQ(words.copy(), expected) << size.width << 'x' << size.height << ' ' << threads;
+    }
+}
+
 TEST(PyramidLayout, HasNoLevelWithoutPixels) {
   EXPECT_EQ(PyramidLayout({5, 40}, 31).levels(), 3);
   EXPECT_EQ(PyramidLayout({40, 1}, 31).levels(), 1);
@@ -214,6 +236,20 @@ TEST(ConvertAndCount, ReadsRowsAtTheirStride) {
   EXPECT_EQ(a, b);
   EXPECT_EQ(countA, countB);
   EXPECT_EQ(countA, countC);
+}
+
+TEST(ConvertAndCount, GivesTheSameByATeam) {
+  std::mt19937 random(18);
+  const Size size = {1500, 1100};
+  const auto pixels = randomPixels<std::uint16_t>(static_cast<std::size_t>(packedSamples(size, 3)), random);
+  const ImageView image = {pixels.data(), size, 3, 3 * size.width, SampleDepth::U16};
+  std::vector<std::uint8_t> a(static_cast<std::size_t>(packedSamples(size, 1))), b(a.size());
+  std::vector<std::uint32_t> countA(256, 1), countB(256, 2);
+  convertAndCount(image, countA.data(), a.data());
+  RowTeam team(4);
+  convertAndCount(image, countB.data(), b.data(), &team);
+  EXPECT_EQ(a, b);
+  EXPECT_EQ(countA, countB);
 }
 
 } // namespace

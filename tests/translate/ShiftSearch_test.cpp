@@ -1,6 +1,7 @@
 #include "translate/ShiftSearch.h"
 
 #include "support/FailingAllocation.h"
+#include "support/FailingThreads.h"
 #include "translate/Scene.h"
 
 #include <gtest/gtest.h>
@@ -269,6 +270,83 @@ TEST(FractionForShift, GivesAsFewLevelsAsReachBeyondTheShift) {
 TEST(FractionForShift, IsNoSearchForNoShift) {
   EXPECT_EQ(fractionForShift({640, 480}, 0), 0);
   EXPECT_EQ(fractionForShift({640, 480}, -3), 0);
+}
+
+// Frames large enough for a team to share their rows.
+struct LargeStack {
+  static constexpr int kWide = 1500, kHigh = 1100;
+  std::vector<std::uint8_t> samples;
+  std::vector<ImageView> frames;
+
+  LargeStack() {
+    const Scene large = texturedScene(kWide + 60, kHigh + 60, 12);
+    samples = stackOf<std::uint8_t>(large, {{30, 30, 1}, {17, 41, 0.4}, {55, 9, 2.5}}, kWide, kHigh, 3);
+    frames = viewsOf(samples, 3, kWide, kHigh, 3);
+  }
+  ShiftEstimate estimate(RowTeam *team) const {
+    ViewFrames source(frames);
+    return estimateShifts(source, {.searchFraction = 0.2F, .team = team});
+  }
+};
+
+const LargeStack &largeStack() {
+  static const LargeStack stack;
+  return stack;
+}
+
+bool same(const EdgeAgreement &a, const EdgeAgreement &b) {
+  return a.reference == b.reference && a.moving == b.moving && a.same == b.same && a.opposite == b.opposite;
+}
+
+void expectSame(const ShiftEstimate &a, const ShiftEstimate &b) {
+  ASSERT_EQ(a.status, Status::Ok);
+  ASSERT_EQ(b.status, Status::Ok);
+  EXPECT_EQ(std::vector(a.order.begin(), a.order.end()), std::vector(b.order.begin(), b.order.end()));
+  EXPECT_EQ(a.lastError, b.lastError);
+  for (std::size_t i = 0; i < a.shifts.size(); ++i) {
+    const FrameShift &s = a.shifts[i], &t = b.shifts[i];
+    EXPECT_EQ(s.x, t.x);
+    EXPECT_EQ(s.y, t.y);
+    EXPECT_EQ(s.bestDifference, t.bestDifference);
+    EXPECT_EQ(s.meanDifference, t.meanDifference);
+    EXPECT_EQ(s.doubt, t.doubt);
+    for (int l = 0; l < kEvidenceLevels; ++l) {
+      EXPECT_TRUE(same(s.evidence.across[l], t.evidence.across[l])) << l;
+      EXPECT_TRUE(same(s.evidence.down[l], t.evidence.down[l])) << l;
+    }
+  }
+}
+
+TEST(ShiftSearch, GivesTheSameOnAnyNumberOfThreads) {
+  const ShiftEstimate alone = largeStack().estimate(nullptr);
+  EXPECT_EQ(alone.shifts[1].x, 30 - 17); // the anchor is frame 0
+  EXPECT_EQ(alone.shifts[1].y, 30 - 41);
+  for (const int threads : {1, 2, 4}) {
+    RowTeam team(threads);
+    ASSERT_EQ(team.size(), threads);
+    expectSame(largeStack().estimate(&team), alone);
+  }
+}
+
+TEST(ShiftSearch, GivesTheSameWithoutThreadsThatCannotBeStarted) {
+  const ShiftEstimate alone = largeStack().estimate(nullptr);
+  for (int nth = 1; nth <= 3; ++nth) {
+    FailingThreads failing(nth, Failing::Onwards);
+    RowTeam team(4);
+    EXPECT_TRUE(failing.reached());
+    EXPECT_EQ(team.size(), nth);
+    expectSame(largeStack().estimate(&team), alone);
+  }
+}
+
+TEST(ShiftSearch, ReportsEveryFailedAllocationOfATeamAndReleasesTheRest) {
+  RowTeam team(4);
+  const long failures = forEachFailingAllocation([&](const FailingAllocation &failing) {
+    const Status status = largeStack().estimate(&team).status;
+    EXPECT_EQ(status, failing.reached() ? Status::OutOfMemory : Status::Ok);
+    EXPECT_EQ(failing.live(), 0);
+  });
+  EXPECT_EQ(failures, 9);
 }
 
 TEST(ShiftSearch, ReportsEveryFailedAllocationAndReleasesTheRest) {
