@@ -119,6 +119,8 @@ public:
 
 private:
   bool writes() const;
+  bool isAlone() const { return headers_.size() == 1 && arguments_.transforms.empty(); }
+  bool isOnlyCopied() const;
   void judge(const std::vector<TruthFrame> &truth);
   void write();
   void conclude();
@@ -155,23 +157,32 @@ void AlignRun::judge(const std::vector<TruthFrame> &truth) {
   warnOfUnaligned(report_);
 }
 
+// A single photograph has nothing to be aligned with. Its very bytes are the result, unless it has to be turned upright
+// or written in another format.
+bool AlignRun::isOnlyCopied() const {
+  const ImageHeader &photo = headers_.front();
+  return isAlone() && photo.orientation == kUpright && outputs_.front().format == photo.format;
+}
+
 void AlignRun::write() {
   WarpedOutputs pictures;
-  const bool single = headers_.size() == 1 && outputs_.front().format == headers_.front().format;
-  if (single && arguments_.transforms.empty() && !outputs_.front().target.empty()) {
-    // A single photograph has nothing to be aligned with: its very bytes are the result.
+  const bool withPicture = !outputs_.front().target.empty();
+  if (isOnlyCopied() && withPicture) {
     pictures.copy(headers_.front(), outputs_.front(), arguments_.common.overwrite);
-    if (!arguments_.common.quiet) {
-      report_.warnings.push_back(arguments_.photos.front() + ": is the only photograph; copied as it is");
-    }
   } else {
     std::optional<Rectangle> part;
-    if (arguments_.crop == "none") part = report_.crop;
+    if (arguments_.crop == "none" || isAlone()) part = report_.crop;
     pictures.write(reader_, report_.stack, outputs_,
                    {.part = part,
                     .warp = {.filter = filterNamed(arguments_.filter), .threads = arguments_.threads},
                     .overwrite = arguments_.common.overwrite},
                    [&](double fraction) { bar_.show(kEstimateShare + kWriteShare * fraction, "writing"); });
+  }
+  if (isAlone() && withPicture && !arguments_.common.quiet) {
+    report_.warnings.push_back(arguments_.photos.front() + ": is the only photograph; " +
+                               (isOnlyCopied()                             ? "copied as it is"
+                                : headers_.front().orientation != kUpright ? "only turned upright"
+                                                                           : "only written in another format"));
   }
   if (!arguments_.transformsOut.empty()) {
     pictures.writeText(arguments_.transformsOut, transformsText(report_.stack, arguments_.photos, arguments_.threads),

@@ -177,6 +177,35 @@ TEST_F(Align, OnePhotographIsCopiedByteForByte) {
   EXPECT_TRUE(readBytes(out("only.jpg")) == readBytes(file("only.jpg")));
 }
 
+TEST_F(Align, OnePhotographThatIsStoredLyingIsTurnedUprightWithWhatItSays) {
+  OIIO::ParamValueList extra;
+  extra.attribute("Orientation", 8); // the first stored row is the left column, the first stored column the last row
+  extra.attribute("Artist", "A. Photographer");
+  const Photo stored = takePhoto(1, {.width = 60, .height = 40}, 3, 16);
+  save(file("only.tif"), stored, extra);
+  const Outcome run = align({file("only.tif")});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.err, HasSubstr("only.tif: is the only photograph; only turned upright\n"));
+  const Photo upright = load(out("only.tif"));
+  ASSERT_EQ(upright.width, 40);
+  ASSERT_EQ(upright.height, 60);
+  for (int y = 0; y < 60; ++y)
+    for (int x = 0; x < 40; ++x)
+      for (int c = 0; c < 3; ++c)
+        ASSERT_EQ(upright.at(x, y, c), stored.at(59 - y, x, c)) << x << ' ' << y;
+  const OIIO::ImageSpec spec = loadSpec(out("only.tif"));
+  EXPECT_EQ(spec.get_int_attribute("Orientation", 1), 1);
+  EXPECT_EQ(spec.get_string_attribute("Artist"), "A. Photographer");
+}
+
+TEST_F(Align, OnePhotographInAnotherFormatKeepsEverySample) {
+  save(file("only.png"), takePhoto(1, {.width = 60, .height = 40}, 3, 8));
+  const Outcome run = align({file("only.png")}, {"--name", "{stem}.tif"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.err, HasSubstr("only.png: is the only photograph; only written in another format\n"));
+  EXPECT_EQ(load(out("only.tif")).samples, load(file("only.png")).samples);
+}
+
 TEST_F(Align, QuietPrintsNothingForAnAlignedStackAndStillWarnsOfALostFrame) {
   save(file("bright.png"), takePhoto(1, kBright, 3, 8));
   save(file("dark.png"), takePhoto(1, kDark, 3, 8));
