@@ -155,6 +155,7 @@ void AlignRun::judge(const std::vector<TruthFrame> &truth) {
     report_.frames.push_back(std::move(frame));
   }
   warnOfUnaligned(report_);
+  if (arguments_.transforms.empty()) adviseOnReference(report_);
 }
 
 // A single photograph has nothing to be aligned with. Its very bytes are the result, unless it has to be turned upright

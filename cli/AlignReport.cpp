@@ -111,6 +111,18 @@ void warnOfUnaligned(AlignReport &report) {
   }
 }
 
+void adviseOnReference(AlignReport &report) {
+  constexpr std::size_t kFewestFrames = 3; // of two, the other one is no better a reference
+  const std::vector<FrameEstimate> &frames = report.stack.frames;
+  const auto lost =
+      std::count_if(frames.begin(), frames.end(), [](const auto &frame) { return frame.verdict == Verdict::NotFound; });
+  if (frames.size() < kFewestFrames || static_cast<std::size_t>(lost) + 1 != frames.size()) return;
+  report.warnings.push_back("no frame could be aligned with " +
+                            report.frames[static_cast<std::size_t>(report.stack.reference)].photo +
+                            ", the reference; if it does not show what the others do, give the number of one that does "
+                            "with --reference");
+}
+
 void printReport(const AlignReport &report, bool verbose) {
   const std::vector<FrameReport> frames = frameReports(report);
   const Colours colours = Colours::ofStandardOutput();

@@ -42,6 +42,10 @@ struct AlignReport {
 // Adds, for each frame that was not found, a text that says why, and what becomes of it.
 void warnOfUnaligned(AlignReport &report);
 
+// Adds what can be done where nothing could be aligned with the reference: it is then more likely the one that shows
+// something else, and every frame hangs on it.
+void adviseOnReference(AlignReport &report);
+
 // The lines of frames; with `verbose` the evidence for each, and the run as a whole.
 void printReport(const AlignReport &report, bool verbose);
 

@@ -197,6 +197,38 @@ TEST_F(OnUnaligned, ByDefaultTheFrameIsWrittenWhereTheSearchLeftIt) {
   EXPECT_THAT(namesIn(out()), ElementsAre("bright.png", "dark.png", "other.png"));
 }
 
+class StrangeReference : public AlignOptions {
+protected:
+  static void SetUpTestSuite() {
+    AlignOptions::SetUpTestSuite();
+    save(photo("stranger.png"), takePhoto(2, {.width = 400, .height = 300, .exposure = 1.05}, 3, 8)); // the brightest
+  }
+};
+
+constexpr const char *kAdvice = ", the reference; if it does not show what the others do, give the number of one that "
+                                "does with --reference\n";
+
+TEST_F(StrangeReference, IsNamedWithTheOptionThatChoosesAnother) {
+  const std::vector<std::string> names = {"stranger.png", "bright.png", "middle.png", "dark.png"};
+  const Outcome lost = align(names, {"-n"});
+  EXPECT_EQ(lost.exitCode, 3);
+  EXPECT_THAT(lost.out, HasSubstr("stranger.png  reference\n"));
+  EXPECT_THAT(lost.err,
+              testing::EndsWith("vindrel: no frame could be aligned with " + photo("stranger.png") + kAdvice));
+  const Outcome recovered = align(names, {"-n", "--reference", "2"});
+  EXPECT_EQ(recovered.exitCode, 3);
+  EXPECT_THAT(recovered.out, AllOf(HasSubstr("stranger.png  NOT ALIGNED ("), HasSubstr("bright.png    reference\n"),
+                                   HasSubstr("middle.png    aligned  "), HasSubstr("dark.png      aligned  ")));
+  EXPECT_THAT(recovered.err, Not(HasSubstr("--reference")));
+}
+
+TEST_F(StrangeReference, IsNotSuspectedWhereAnythingIsAlignedOrThereIsNoChoice) {
+  EXPECT_THAT(align({"bright.png", "dark.png", "other.png"}, {"-n"}).err,
+              AllOf(HasSubstr("other.png: could not be aligned"), Not(HasSubstr("--reference"))));
+  EXPECT_THAT(align({"stranger.png", "bright.png"}, {"-n"}).err,
+              AllOf(HasSubstr("bright.png: could not be aligned"), Not(HasSubstr("--reference"))));
+}
+
 TEST_F(AlignOptions, ADryRunReportsAndWritesNothing) {
   const Outcome run = align({"dark.png", "bright.png"}, {"-n"});
   EXPECT_EQ(run.exitCode, 0) << run.err;
