@@ -1,6 +1,7 @@
 // Simulated brackets for the tests of the C++ interface.
 #pragma once
 
+#include "support/Image.h"
 #include "support/StackBlock.h"
 #include "transform/Matrix33.h"
 #include "vindrel/vindrel.hpp"
@@ -35,23 +36,5 @@ inline double errorOf(const StackBlock &stack, const StackEstimate &estimate, in
                         truthOf(stack, frame, estimate.reference).matrix, stack.size())
       .gridMean;
 }
-
-template <class Sample>
-struct Image {
-  std::vector<Sample> samples;
-  Size size;
-  int channels = 0;
-
-  Image(Size imageSize, int imageChannels, Sample filling = {})
-      : samples(static_cast<std::size_t>(packedSamples(imageSize, imageChannels)), filling), size(imageSize),
-        channels(imageChannels) {}
-  static constexpr SampleDepth depth() { return static_cast<SampleDepth>(8 * sizeof(Sample)); }
-  std::int64_t stride() const { return std::int64_t{size.width} * channels; }
-  ImageView view() const { return {samples.data(), size, channels, stride(), depth()}; }
-  MutableImageView view() { return {samples.data(), size, channels, stride(), depth()}; }
-  Sample at(int x, int y, int c = 0) const {
-    return samples[static_cast<std::size_t>((std::int64_t{y} * size.width + x) * channels + c)];
-  }
-};
 
 } // namespace vindrel::test
