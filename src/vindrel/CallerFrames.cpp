@@ -40,7 +40,7 @@ void CallerFrames::take(int index, const ImageView &frame) {
   lastIndex_ = index;
   last_ = frame;
   Thumbnail &thumbnail = thumbnails_[static_cast<std::size_t>(index)];
-  if (thumbnail.grey.empty()) thumbnail = makeThumbnail(frame, kThumbnailSide);
+  if (thumbnail.grey.empty()) thumbnail = makeThumbnail(frame, kThumbnailSide, &team_);
 }
 
 bool CallerFrames::open() {

@@ -13,7 +13,8 @@ namespace vindrel {
 
 class CallerFrames final : public FrameSource {
 public:
-  explicit CallerFrames(const StackSource &source) : source_(source) {}
+  // team: makes the small copies.
+  CallerFrames(const StackSource &source, RowTeam &team) : source_(source), team_(team) {}
 
   // Takes the stack's format from the first frame. False: see error().
   bool open();
@@ -30,6 +31,7 @@ private:
   void take(int index, const ImageView &frame);
 
   const StackSource &source_;
+  RowTeam &team_;
   FrameFormat format_;
   Error error_;
   // The frame handed over last. Asked for again at once, as the first one is, it needs no second call; an older one

@@ -38,11 +38,11 @@ const char *describe(ShiftDoubt doubt) {
 
 } // namespace
 
-RankedStack estimateByShifts(CallerFrames &frames, const StackOptions &options, const Progress &progress) {
+RankedStack estimateByShifts(CallerFrames &frames, const StackOptions &options, const Progress &progress,
+                             RowTeam &team) {
   const Size size = frames.format().size;
   ShiftProgress scaled{progress};
   const float fraction = fractionForShift(size, std::max(options.maxShiftX, options.maxShiftY));
-  RowTeam team(options.threads);
   const ShiftEstimate estimate = estimateShifts(
       frames,
       {.searchFraction = fraction, .team = &team, .progress = {.function = ShiftProgress::report, .state = &scaled}});

@@ -1,5 +1,6 @@
 #include "vindrel/PictureCheck.h"
 
+#include "vindrel/CellProductsKernel.h"
 #include "vindrel/RankedStack.h"
 
 #include <algorithm>
@@ -15,80 +16,17 @@ constexpr int kBeside = 3;              // another place is so far away, pixels;
 constexpr int kLeastVotes = 4;          // cells
 constexpr double kContestedShare = 0.3; // of the cells that agree here
 
-constexpr int kSmoothing = 3; // slow changes are the mean of so many pixels to each side
-// Values are whole numbers, so that sums are exact and fast: sixteenths of a grey level, limited.
-constexpr float kUnit = 16;
-constexpr float kLimit = 4000;
-
-struct Picture {
-  Size size;
-  std::vector<std::int16_t> values;
-  const std::int16_t *row(int y) const { return values.data() + static_cast<std::ptrdiff_t>(y) * size.width; }
-};
-
-float greyAt(const Thumbnail &thumbnail, int x, int y) {
-  return thumbnail.grey[static_cast<std::size_t>(std::clamp(y, 0, thumbnail.size.height - 1)) *
-                            static_cast<std::size_t>(thumbnail.size.width) +
-                        static_cast<std::size_t>(std::clamp(x, 0, thumbnail.size.width - 1))];
-}
-
-// What is left without the slow changes. Sums of sums, one axis after the other.
-std::vector<float> withoutSlowChanges(const Thumbnail &thumbnail) {
-  const auto [width, height] = thumbnail.size;
-  std::vector<float> across(thumbnail.grey.size()), result(thumbnail.grey.size());
-  constexpr float kCount = (2 * kSmoothing + 1) * (2 * kSmoothing + 1);
-  std::size_t i = 0;
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x, ++i)
-      for (int k = -kSmoothing; k <= kSmoothing; ++k)
-        across[i] += greyAt(thumbnail, x + k, y);
-  i = 0;
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x, ++i) {
-      float sum = 0;
-      for (int k = -kSmoothing; k <= kSmoothing; ++k)
-        sum += across[static_cast<std::size_t>(std::clamp(y + k, 0, height - 1)) * static_cast<std::size_t>(width) +
-                      static_cast<std::size_t>(x)];
-      result[i] = thumbnail.grey[i] - sum / kCount;
-    }
-  return result;
-}
-
-std::int16_t quantised(float value) {
-  return static_cast<std::int16_t>(std::clamp(value * kUnit, -kLimit, kLimit));
-}
-
-// The thumbnail as the frame that `fromFrame` maps from would show it; 0 where it shows nothing.
-Picture registered(const Thumbnail &thumbnail, const Transform &fromFrame) {
-  const std::vector<float> values = withoutSlowChanges(thumbnail);
-  const auto [width, height] = thumbnail.size;
-  const double reduction = thumbnail.reduction, centre = (reduction - 1) / 2;
-  Picture picture{thumbnail.size, std::vector<std::int16_t>(values.size())};
-  std::size_t i = 0;
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x, ++i) {
-      const Point2 at = fromFrame.map({x * reduction + centre, y * reduction + centre});
-      const double u = (at.x - centre) / reduction, v = (at.y - centre) / reduction;
-      if (!(u >= 0 && u < width - 1 && v >= 0 && v < height - 1)) continue;
-      const auto column = static_cast<std::size_t>(u), row = static_cast<std::size_t>(v);
-      const float fx = static_cast<float>(u) - static_cast<float>(column);
-      const float fy = static_cast<float>(v) - static_cast<float>(row);
-      const float *upper = values.data() + row * static_cast<std::size_t>(width) + column, *lower = upper + width;
-      picture.values[i] =
-          quantised((upper[0] * (1 - fx) + upper[1] * fx) * (1 - fy) + (lower[0] * (1 - fx) + lower[1] * fx) * fy);
-    }
-  return picture;
-}
+static_assert(PaddedRelief::kLimit * PaddedRelief::kLimit <= kLargestProduct);
 
 // Sums of squares of any rectangle in four steps.
 class SquareSums {
 public:
-  explicit SquareSums(const Picture &picture) : stride_(static_cast<std::size_t>(picture.size.width) + 1) {
-    sums_.resize(stride_ * (static_cast<std::size_t>(picture.size.height) + 1));
-    for (int y = 0; y < picture.size.height; ++y) {
+  explicit SquareSums(const PaddedRelief &picture) : stride_(static_cast<std::size_t>(picture.size().width) + 1) {
+    sums_.resize(stride_ * (static_cast<std::size_t>(picture.size().height) + 1));
+    for (int y = 0; y < picture.size().height; ++y) {
       std::int64_t row = 0;
-      for (int x = 0; x < picture.size.width; ++x) {
-        const std::int64_t value = picture.row(y)[x];
+      for (int x = 0; x < picture.size().width; ++x) {
+        const std::int64_t value = *picture.at(x, y);
         row += value * value;
         at(x + 1, y + 1) = at(x + 1, y) + row;
       }
@@ -107,23 +45,6 @@ private:
   std::vector<std::int64_t> sums_;
 };
 
-std::int32_t rowProduct(const std::int16_t *a, const std::int16_t *b, int count) {
-  std::int32_t sum = 0; // of at most 100 products of 16 million
-  for (int i = 0; i < count; ++i)
-    sum += std::int32_t{a[i]} * b[i];
-  return sum;
-}
-
-constexpr int kLongestProduct = 100;
-
-std::int64_t productOf(const Picture &a, const Picture &b, const Rectangle &r, int dx, int dy) {
-  std::int64_t sum = 0;
-  for (int y = r.y; y < r.y + r.height; ++y)
-    for (int x = r.x; x < r.x + r.width; x += kLongestProduct)
-      sum += rowProduct(a.row(y) + x, b.row(y + dy) + x + dx, std::min(kLongestProduct, r.x + r.width - x));
-  return sum;
-}
-
 // The part of a cell that, moved by (dx, dy), is still inside.
 Rectangle insidePart(const Rectangle &cell, Size size, int dx, int dy) {
   const int left = std::max(cell.x, -dx), top = std::max(cell.y, -dy);
@@ -132,13 +53,36 @@ Rectangle insidePart(const Rectangle &cell, Size size, int dx, int dy) {
   return {left, top, right - left, bottom - top};
 }
 
+// Two pictures in register, and the squares that normalise their products.
+struct PicturePair {
+  const PaddedRelief &a;
+  const PaddedRelief &b;
+  SquareSums squaresOfA{a}, squaresOfB{b};
+  int reach;
+};
+
+constexpr int edge(int index, int length) {
+  return index * length / kPictureCells;
+}
+
+constexpr int longestCellRow(int width) {
+  return ((width + kPictureCells - 1) / kPictureCells + kCellUnit - 1) / kCellUnit * kCellUnit;
+}
+
+// The votes of the cells that one member of a team looks at.
 class CellVotes {
 public:
-  CellVotes(const Picture &a, const Picture &b, int reach)
-      : a_(a), b_(b), squaresOfA_(a), squaresOfB_(b), reach_(reach), side_(2 * reach + 1),
-        votes_(static_cast<std::size_t>(side_) * static_cast<std::size_t>(side_)), correlation_(votes_.size()) {}
+  explicit CellVotes(const PicturePair &pair)
+      : pair_(pair), reach_(pair.reach), side_(2 * reach_ + 1), votes_(static_cast<std::size_t>(sumsAround(reach_))),
+        correlation_(votes_.size()), products_(votes_.size()) {
+    const auto [width, height] = pair.a.size();
+    cell_.resize(static_cast<std::size_t>(longestCellRow(width)) *
+                 static_cast<std::size_t>(height / kPictureCells + 1));
+  }
 
   void add(const Rectangle &cell) {
+    if (pair_.squaresOfA.of(cell) == 0) return; // agrees with nothing
+    multiply(cell);
     for (int dy = -reach_; dy <= reach_; ++dy)
       for (int dx = -reach_; dx <= reach_; ++dx)
         correlation_[slot(dx, dy)] = correlate(cell, dx, dy);
@@ -152,20 +96,35 @@ public:
       for (int dx = -reach_; dx <= reach_; ++dx)
         if (std::max(std::abs(dx), std::abs(dy)) >= kBeside && reaches(dx, dy, asGood)) ++votes_[slot(dx, dy)];
   }
-  PictureVotes result() const { return {here_, *std::max_element(votes_.begin(), votes_.end())}; }
+  void addTo(int &here, std::vector<int> &votes) const {
+    here += here_;
+    for (std::size_t i = 0; i < votes_.size(); ++i)
+      votes[i] += votes_[i];
+  }
 
 private:
   std::size_t slot(int dx, int dy) const {
     return static_cast<std::size_t>(dy + reach_) * static_cast<std::size_t>(side_) +
            static_cast<std::size_t>(dx + reach_);
   }
+  // Beyond the picture there are zeros, so that the whole cell's products are those of the part that is inside.
+  void multiply(const Rectangle &cell) {
+    const int rowLength = longestCellRow(pair_.a.size().width);
+    for (int y = 0; y < cell.height; ++y) {
+      const std::int16_t *row = pair_.a.at(cell.x, cell.y + y);
+      std::int16_t *own = cell_.data() + static_cast<std::ptrdiff_t>(y) * rowLength;
+      std::fill(std::copy_n(row, cell.width, own), own + rowLength, std::int16_t{0});
+    }
+    sumCellProducts({cell_.data(), cell.height, rowLength}, pair_.b.at(cell.x, cell.y), pair_.b.stride(), reach_,
+                    products_.data());
+  }
   double correlate(const Rectangle &cell, int dx, int dy) const {
-    const Rectangle part = insidePart(cell, a_.size, dx, dy);
+    const Rectangle part = insidePart(cell, pair_.a.size(), dx, dy);
     if (part.width < 2 || part.height < 2) return 0;
-    const std::int64_t squares = squaresOfA_.of(part);
-    const std::int64_t others = squaresOfB_.of({part.x + dx, part.y + dy, part.width, part.height});
+    const std::int64_t squares = pair_.squaresOfA.of(part);
+    const std::int64_t others = pair_.squaresOfB.of({part.x + dx, part.y + dy, part.width, part.height});
     if (squares == 0 || others == 0) return 0;
-    return static_cast<double>(productOf(a_, b_, part, dx, dy)) /
+    return static_cast<double>(products_[slot(dx, dy)]) /
            std::sqrt(static_cast<double>(squares) * static_cast<double>(others));
   }
   // Cells need not agree to the pixel on where they agree.
@@ -176,27 +135,35 @@ private:
     return false;
   }
 
-  const Picture &a_;
-  const Picture &b_;
-  SquareSums squaresOfA_, squaresOfB_;
+  const PicturePair &pair_;
   int reach_, side_;
   std::vector<int> votes_;
   std::vector<double> correlation_;
+  std::vector<std::int64_t> products_;
+  std::vector<std::int16_t> cell_;
   int here_ = 0;
 };
 
 } // namespace
 
-PictureVotes comparePictures(const Thumbnail &a, const Thumbnail &b, const Transform &bFromA, int reach) {
-  const Picture first = registered(a, {}), second = registered(b, bFromA);
-  CellVotes votes(first, second, reach);
-  for (int row = 0; row < kPictureCells; ++row)
-    for (int column = 0; column < kPictureCells; ++column) {
-      const auto edge = [](int index, int length) { return index * length / kPictureCells; };
-      const int left = edge(column, a.size.width), top = edge(row, a.size.height);
-      votes.add({left, top, edge(column + 1, a.size.width) - left, edge(row + 1, a.size.height) - top});
-    }
-  return votes.result();
+PictureVotes comparePictures(const Relief &a, const Relief &b, const Transform &bFromA, int reach, RowTeam *team) {
+  const PaddedRelief first(a, {}, 0, 0, team), second(b, bFromA, reach, longestCellRow(b.size.width), team);
+  const PicturePair pair{.a = first, .b = second, .reach = reach};
+  std::vector<CellVotes> members(team != nullptr ? static_cast<std::size_t>(team->size()) : 1, CellVotes(pair));
+  shareRows(team, kPictureCells, 1, [&](int member, RowRange rows) {
+    for (int row = rows.begin; row < rows.end; ++row)
+      for (int column = 0; column < kPictureCells; ++column) {
+        const int left = edge(column, a.size.width), top = edge(row, a.size.height);
+        members[static_cast<std::size_t>(member)].add(
+            {left, top, edge(column + 1, a.size.width) - left, edge(row + 1, a.size.height) - top});
+      }
+  });
+  PictureVotes result;
+  std::vector<int> votes(static_cast<std::size_t>(sumsAround(reach)));
+  for (const CellVotes &member : members)
+    member.addTo(result.here, votes);
+  result.elsewhere = *std::max_element(votes.begin(), votes.end());
+  return result;
 }
 
 bool isContested(const PictureVotes &votes) {
@@ -204,19 +171,21 @@ bool isContested(const PictureVotes &votes) {
 }
 
 // Twice: from afar, where even the search's whole reach is a few pixels, and close by, where a small movement shows.
-void checkPictures(const std::vector<Thumbnail> &thumbnails, RankedStack &stack) {
+void checkPictures(const std::vector<Thumbnail> &thumbnails, RankedStack &stack, RowTeam &team) {
   constexpr int kSmallSide = 160, kFarReach = 16, kNearReach = 6; // pixels of the thumbnails
   if (stack.littleOverlap) return;
-  std::vector<Thumbnail> small;
-  for (const Thumbnail &thumbnail : thumbnails)
-    small.push_back(makeThumbnail(thumbnail, kSmallSide));
+  std::vector<Relief> large, small;
+  for (const Thumbnail &thumbnail : thumbnails) {
+    large.push_back(makeRelief(thumbnail, &team));
+    small.push_back(makeRelief(makeThumbnail(thumbnail, kSmallSide), &team));
+  }
   for (std::size_t rank = 1; rank < stack.order.size(); ++rank) {
     RankedLink &link = stack.links[rank];
     if (!link.doubt.empty()) continue;
     const auto a = static_cast<std::size_t>(stack.order[rank - 1]), b = static_cast<std::size_t>(stack.order[rank]);
     const Result<Transform> bFromA = rebase(stack.fromAnchor[b], stack.fromAnchor[a]);
-    if (!bFromA || isContested(comparePictures(small[a], small[b], *bFromA, kFarReach)) ||
-        isContested(comparePictures(thumbnails[a], thumbnails[b], *bFromA, kNearReach))) {
+    if (!bFromA || isContested(comparePictures(small[a], small[b], *bFromA, kFarReach, &team)) ||
+        isContested(comparePictures(large[a], large[b], *bFromA, kNearReach, &team))) {
       link.doubt = "parts of the picture lie elsewhere, or it repeats itself";
     }
   }

@@ -7,7 +7,8 @@
 // another place, many at the same one, speak for that: the transform is then one of two.
 #pragma once
 
-#include "vindrel/Thumbnail.h"
+#include "base/RowTeam.h"
+#include "vindrel/Relief.h"
 #include "vindrel/transform.hpp"
 
 namespace vindrel {
@@ -19,9 +20,10 @@ struct PictureVotes {
   int elsewhere = 0; // cells that agree on the one other place that most of them agree on
 };
 
-// Thumbnails of one size and reduction. bFromA: between the frames, not the thumbnails. reach: how far around, in
-// pixels of the thumbnails.
-PictureVotes comparePictures(const Thumbnail &a, const Thumbnail &b, const Transform &bFromA, int reach);
+// Reliefs of one size, at most 3840 pixels wide, and reduction. bFromA: between the frames, not the reliefs. reach: how
+// far around, in pixels of the reliefs. team: null stands for the calling thread; the votes are the same.
+PictureVotes comparePictures(const Relief &a, const Relief &b, const Transform &bFromA, int reach,
+                             RowTeam *team = nullptr);
 
 // Whether another place has so many votes that the transform is in doubt.
 bool isContested(const PictureVotes &votes);

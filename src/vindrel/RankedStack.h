@@ -37,10 +37,11 @@ struct RankedStack {
 
 // Options are checked and complete. progress: fractions 0 to kFeatureShare.
 RankedStack estimateByFeatures(CallerFrames &frames, const StackOptions &options, const Progress &progress);
-RankedStack estimateByShifts(CallerFrames &frames, const StackOptions &options, const Progress &progress);
+RankedStack estimateByShifts(CallerFrames &frames, const StackOptions &options, const Progress &progress,
+                             RowTeam &team);
 
 // Puts in doubt the links that the pictures themselves contest.
-void checkPictures(const std::vector<Thumbnail> &thumbnails, RankedStack &stack);
+void checkPictures(const std::vector<Thumbnail> &thumbnails, RankedStack &stack, RowTeam &team);
 
 // What frames that are shifted by whole pixels against the reference share with it: a side below 1 when nothing.
 Rectangle commonOfShifts(Size frame, const std::vector<const Transform *> &frames);
