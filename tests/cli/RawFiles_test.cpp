@@ -160,6 +160,54 @@ TEST_F(RawFiles, AreShownByInfoAsTheyAreDeveloped) {
               AllOf(HasSubstr("raw     120 x 160  RGB       16 bit   1/60 s  f/5.6     400"), HasSubstr("sRGB")));
 }
 
+// A textured scene as the sensor sees it: of samples that a display shows, the light, by a factor.
+void saveView(const std::string &path, const View &view) {
+  View asLit = view;
+  asLit.exposure = 1;
+  const Photo photo = takePhoto(1, asLit, 3, 16);
+  DngScene scene{photo.width, photo.height, {}, 1};
+  for (const std::uint16_t sample : photo.samples)
+    scene.linear.push_back(static_cast<std::uint16_t>(std::lround(linearOf(sample / 65535.0) * 65535 * view.exposure)));
+  DngFile(scene).save(path);
+}
+
+TEST_F(RawFiles, AreAlignedAsAStackByTheirTrueShift) {
+  // The second frame shows the scene 12 columns further left and 8 rows further up, in half the light. The steps are
+  // even, so that its filters see what those of the first see.
+  constexpr View kBright{.width = 480, .height = 360, .left = 4, .top = 6};
+  constexpr View kDark{.width = 480, .height = 360, .left = 16, .top = 14, .exposure = 0.5};
+  saveView(folder_ / "bright.dng", kBright);
+  saveView(folder_ / "dark.dng", kDark);
+  writeBytes(folder_ / "truth.json",
+             R"({"format": "vindrel-truth", "version": 1, "width": 480, "height": 360, "frames": [
+    {"file": "bright.dng", "frameFromScene": [1, 0, -4, 0, 1, -6, 0, 0, 1]},
+    {"file": "dark.dng", "frameFromScene": [1, 0, -16, 0, 1, -14, 0, 0, 1]}]})");
+  for (const char *model : {"perspective", "shift"}) {
+    const Outcome run = runVindrel({"align", folder_ / "bright.dng", folder_ / "dark.dng", "-o", folder_ / model,
+                                    "--model", model, "--truth", folder_ / "truth.json", "--json"});
+    ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+    EXPECT_THAT(namesIn(folder_ / model), testing::ElementsAre("bright.tif", "dark.tif"));
+    for (const json &frame : json::parse(run.out).at("frames"))
+      EXPECT_LT(frame.at("cornerError"), 0.7) << frame.at("file");
+
+    // Light for light, the two outputs show one picture.
+    const Photo bright = load(folder_.path() / model / "bright.tif"), dark = load(folder_.path() / model / "dark.tif");
+    ASSERT_EQ(dark.bits, 16);
+    ASSERT_EQ(Size({dark.width, dark.height}), Size({bright.width, bright.height}));
+    EXPECT_GT(dark.width, 460);
+    double difference = 0;
+    double light = 0;
+    for (int y = 8; y + 8 < dark.height; ++y) {
+      for (int x = 8; x + 8 < dark.width; ++x) {
+        const double full = linearOf(bright.at(x, y, 1) / 65535.0);
+        difference += std::abs(2 * linearOf(dark.at(x, y, 1) / 65535.0) - full);
+        light += full;
+      }
+    }
+    EXPECT_LT(difference / light, std::string(model) == "shift" ? 0.005 : 0.03) << model;
+  }
+}
+
 TEST_F(RawFiles, CutShortAreRefused) {
   const std::string bytes = readBytes(raw());
   for (const double share : {0.002, 0.05, 0.5}) {
