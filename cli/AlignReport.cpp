@@ -12,25 +12,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-const char *modelName(Model model) {
-  switch (model) {
-  case Model::Shift:
-    return "shift";
-  case Model::Affine:
-    return "affine";
-  case Model::Perspective:
-    return "perspective";
-  case Model::Auto:
-    break;
-  }
-  return "auto";
-}
-
-const char *verdictName(Verdict verdict) {
-  if (verdict == Verdict::Reference) return "reference";
-  return verdict == Verdict::Found ? "aligned" : "not aligned";
-}
-
 std::vector<FrameReport> frameReports(const AlignReport &report) {
   std::vector<FrameReport> frames;
   for (std::size_t i = 0; i < report.frames.size(); ++i) {
@@ -48,16 +29,12 @@ std::string fate(const AlignReport &report, const AlignedFrame &frame) {
   return "; " + frame.output.string() + " may not lie on the others";
 }
 
-Json rectangleJson(const Rectangle &rectangle) {
-  return {{"x", rectangle.x}, {"y", rectangle.y}, {"width", rectangle.width}, {"height", rectangle.height}};
-}
-
 Json frameJson(const AlignedFrame &frame, const FrameEstimate &estimate) {
   Json json;
   json["file"] = frame.photo;
-  json["output"] = frame.output.empty() ? Json(nullptr) : Json(frame.output.string());
+  json["output"] = jsonText(frame.output.string());
   json["verdict"] = verdictName(estimate.verdict);
-  json["reason"] = estimate.reason.empty() ? Json(nullptr) : Json(estimate.reason);
+  json["reason"] = jsonText(estimate.reason);
   json["rank"] = estimate.rank;
   json["pairs"] = estimate.pairs;
   json["inliers"] = estimate.inliers;
@@ -66,9 +43,7 @@ Json frameJson(const AlignedFrame &frame, const FrameEstimate &estimate) {
   json["expectedError"] = jsonNumber(estimate.expectedError);
   json["cornerDeviation"] = jsonNumber(estimate.cornerDeviation);
   json["scale"] = jsonNumber(estimate.scale);
-  json["frameFromReference"] = Json::array();
-  for (const double element : estimate.frameFromReference.matrix)
-    json["frameFromReference"].push_back(jsonNumber(element));
+  json["frameFromReference"] = jsonMatrix(estimate.frameFromReference.matrix);
   json["cornerError"] = frame.cornerError ? jsonNumber(*frame.cornerError) : Json(nullptr);
   return json;
 }
@@ -145,10 +120,10 @@ void printJson(const AlignReport &report) {
   document["modelScores"] = Json::object();
   for (const ModelScore &score : report.stack.modelScores)
     document["modelScores"][modelName(score.model)] = jsonNumber(score.criterion);
-  document["frameSize"] = {{"width", report.stack.frameSize.width}, {"height", report.stack.frameSize.height}};
+  document["frameSize"] = jsonSize(report.stack.frameSize);
   document["reference"] = report.stack.reference;
-  document["common"] = rectangleJson(report.stack.common);
-  document["crop"] = rectangleJson(report.crop);
+  document["common"] = jsonRectangle(report.stack.common);
+  document["crop"] = jsonRectangle(report.crop);
   document["frames"] = Json::array();
   for (std::size_t i = 0; i < report.frames.size(); ++i)
     document["frames"].push_back(frameJson(report.frames[i], report.stack.frames[i]));

@@ -5,12 +5,14 @@
 #include "CommonOptions.h"
 #include "Failure.h"
 #include "FrameReader.h"
+#include "JsonReport.h"
 #include "OutputFile.h"
 #include "PhotoSet.h"
 #include "ProgressBar.h"
 #include "Report.h"
 #include "SavedTransforms.h"
 #include "WarpedOutputs.h"
+#include "vindrel/version.hpp"
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -40,6 +42,22 @@ struct ApplyArguments {
   std::string filter = "bilinear";
   int threads = 1;
   CommonOptions common;
+  bool json = false;
+};
+
+constexpr const char *kFormat = "vindrel-apply";
+constexpr int kVersion = 1;
+
+struct ApplyReport {
+  StackEstimate stack;
+  std::vector<Output> outputs = {}; // image by image
+  Rectangle crop = {};              // what the outputs show
+  std::vector<std::string> warnings = {};
+  ExitCode exitCode = ExitCode::Done;
+
+  const FrameEstimate &frameOf(const Output &output) const {
+    return stack.frames[static_cast<std::size_t>(output.frame)];
+  }
 };
 
 int frameOf(const TransformsFile &transforms, const ApplyArguments &arguments, std::size_t image) {
@@ -53,45 +71,70 @@ int frameOf(const TransformsFile &transforms, const ApplyArguments &arguments, s
   return arguments.frame - 1;
 }
 
-ExitCode report(const ApplyArguments &arguments, const StackEstimate &stack, const std::vector<Output> &outputs,
-                Size size) {
-  ExitCode code = ExitCode::Done;
-  for (const Output &output : outputs) {
-    const FrameEstimate &frame = stack.frames[static_cast<std::size_t>(output.frame)];
-    if (!arguments.common.quiet) {
-      printLine(output.target.string() + "  " + std::to_string(size.width) + " x " + std::to_string(size.height) +
-                "  by frame " + std::to_string(output.frame + 1));
-    }
+void warnOfUnaligned(const ApplyArguments &arguments, ApplyReport &report) {
+  for (const Output &output : report.outputs) {
+    const FrameEstimate &frame = report.frameOf(output);
     if (frame.verdict != Verdict::NotFound) continue;
-    message(arguments.transforms + ": frame " + std::to_string(output.frame + 1) +
-            " could not be aligned: " + frame.reason + "; " + output.target.string() + " may not lie on the others");
-    code = ExitCode::NotAligned;
+    report.warnings.push_back(arguments.transforms + ": frame " + std::to_string(output.frame + 1) +
+                              " could not be aligned: " + frame.reason + "; " + output.target.string() +
+                              " may not lie on the others");
+    report.exitCode = ExitCode::NotAligned;
   }
-  return code;
 }
 
-ExitCode runApply(const ApplyArguments &arguments) {
+void printReport(const ApplyReport &report) {
+  for (const Output &output : report.outputs) {
+    printLine(output.target.string() + "  " + std::to_string(report.crop.width) + " x " +
+              std::to_string(report.crop.height) + "  by frame " + std::to_string(output.frame + 1));
+  }
+}
+
+void printJson(const ApplyArguments &arguments, const ApplyReport &report) {
+  nlohmann::ordered_json document = jsonHead(kFormat, kVersion, report.exitCode);
+  document["library"] = version();
+  document["threads"] = arguments.threads;
+  document["transforms"] = arguments.transforms;
+  document["model"] = modelName(report.stack.model);
+  document["filter"] = arguments.filter;
+  document["frameSize"] = jsonSize(report.stack.frameSize);
+  document["crop"] = jsonRectangle(report.crop);
+  document["images"] = nlohmann::ordered_json::array();
+  for (std::size_t i = 0; i < report.outputs.size(); ++i) {
+    const Output &output = report.outputs[i];
+    const FrameEstimate &frame = report.frameOf(output);
+    document["images"].push_back({{"file", arguments.images[i]},
+                                  {"output", output.target.string()},
+                                  {"frame", output.frame},
+                                  {"verdict", verdictName(frame.verdict)},
+                                  {"reason", jsonText(frame.reason)}});
+  }
+  document["warnings"] = report.warnings;
+  cli::printJson(document);
+}
+
+ExitCode applyTransforms(const ApplyArguments &arguments) {
   OIIO::attribute("threads", arguments.threads);
   const TransformsFile transforms = readTransforms(arguments.transforms);
   const std::vector<ImageHeader> headers = readHeaders(arguments.images, Accept::FloatToo);
   checkSizes(transforms, arguments.transforms, headers);
   if (arguments.frame == 0) checkOrder(transforms, arguments.transforms, headers);
-  std::vector<Output> outputs =
-      planOutputs(headers, {.folder = arguments.folder,
-                            .name = arguments.name.empty() ? NameTemplate() : NameTemplate(arguments.name),
-                            .otherInputs = {arguments.transforms},
-                            .overwrite = arguments.common.overwrite});
-  for (std::size_t i = 0; i < outputs.size(); ++i)
-    outputs[i].frame = frameOf(transforms, arguments, i);
+  ApplyReport report{.stack = transforms.estimate};
+  report.outputs = planOutputs(headers, {.folder = arguments.folder,
+                                         .name = arguments.name.empty() ? NameTemplate() : NameTemplate(arguments.name),
+                                         .otherInputs = {arguments.transforms},
+                                         .overwrite = arguments.common.overwrite});
+  for (std::size_t i = 0; i < report.outputs.size(); ++i)
+    report.outputs[i].frame = frameOf(transforms, arguments, i);
   OutputFolder folder(arguments.folder);
 
-  const StackEstimate &stack = transforms.estimate;
+  const Size frameSize = report.stack.frameSize;
   std::optional<Rectangle> part;
-  if (arguments.crop == "none") part = {0, 0, stack.frameSize.width, stack.frameSize.height};
+  if (arguments.crop == "none") part = {0, 0, frameSize.width, frameSize.height};
+  report.crop = part.value_or(report.stack.common);
   ProgressBar bar(arguments.common.showsProgress());
   FrameReader reader(headers);
   WarpedOutputs pictures;
-  pictures.write(reader, stack, outputs,
+  pictures.write(reader, report.stack, report.outputs,
                  {.part = part,
                   .warp = {.filter = filterNamed(arguments.filter), .threads = arguments.threads},
                   .overwrite = arguments.common.overwrite},
@@ -99,9 +142,22 @@ ExitCode runApply(const ApplyArguments &arguments) {
   pictures.publish();
   folder.keep();
   bar.wipe();
-  for (const std::string &loss : pictures.losses())
-    message(loss);
-  return report(arguments, stack, outputs, part.value_or(stack.common).size());
+
+  report.warnings = pictures.losses();
+  warnOfUnaligned(arguments, report);
+  if (arguments.json) {
+    printJson(arguments, report);
+  } else if (!arguments.common.quiet) {
+    printReport(report);
+  }
+  for (const std::string &warning : report.warnings)
+    message(warning);
+  return report.exitCode;
+}
+
+ExitCode runApply(const ApplyArguments &arguments) {
+  const auto run = [&] { return applyTransforms(arguments); };
+  return arguments.json ? runWithJson(kFormat, kVersion, run) : run();
 }
 
 } // namespace
@@ -133,6 +189,7 @@ Run declareApply(CLI::App &options) {
             "no new values, for masks");
   addThreads(options, arguments->threads);
   addCommonOptions(options, arguments->common, "outputs that exist already");
+  addJson(options, arguments->json);
   options.footer(kHelpEnd);
   return [arguments] { return runApply(*arguments); };
 }

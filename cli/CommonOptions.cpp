@@ -27,9 +27,13 @@ void addCommonOptions(CLI::App &options, CommonOptions &common, const std::strin
   options.add_flag("--no-progress", common.noProgress, "Show no progress bar");
 }
 
+void addJson(CLI::App &options, bool &json) {
+  options.add_flag("--json", json, "Print one JSON document, and nothing else, on standard output");
+}
+
 void addReportOptions(CLI::App &options, ReportOptions &report, const std::string &evidence) {
   options.add_flag("-v,--verbose", report.verbose, "Print also " + evidence);
-  options.add_flag("--json", report.json, "Print one JSON document, and nothing else, on standard output");
+  addJson(options, report.json);
 }
 
 void checkReportOptions(const CommonOptions &common, const ReportOptions &report) {

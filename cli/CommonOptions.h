@@ -24,6 +24,9 @@ struct CommonOptions {
 // --overwrite, --quiet and --no-progress. outputs: "outputs that exist", or what else the command would replace.
 void addCommonOptions(CLI::App &options, CommonOptions &common, const std::string &outputs);
 
+// --json.
+void addJson(CLI::App &options, bool &json);
+
 // In which form results are printed.
 struct ReportOptions {
   bool verbose = false;

@@ -46,4 +46,42 @@ nlohmann::ordered_json jsonNumber(double value) {
   return std::isfinite(value) ? nlohmann::ordered_json(value) : nlohmann::ordered_json(nullptr);
 }
 
+nlohmann::ordered_json jsonText(const std::string &text) {
+  return text.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(text);
+}
+
+nlohmann::ordered_json jsonSize(Size size) {
+  return {{"width", size.width}, {"height", size.height}};
+}
+
+nlohmann::ordered_json jsonRectangle(const Rectangle &rectangle) {
+  return {{"x", rectangle.x}, {"y", rectangle.y}, {"width", rectangle.width}, {"height", rectangle.height}};
+}
+
+nlohmann::ordered_json jsonMatrix(const std::array<double, 9> &matrix) {
+  nlohmann::ordered_json json = nlohmann::ordered_json::array();
+  for (const double element : matrix)
+    json.push_back(jsonNumber(element));
+  return json;
+}
+
+const char *modelName(Model model) {
+  switch (model) {
+  case Model::Shift:
+    return "shift";
+  case Model::Affine:
+    return "affine";
+  case Model::Perspective:
+    return "perspective";
+  case Model::Auto:
+    break;
+  }
+  return "auto";
+}
+
+const char *verdictName(Verdict verdict) {
+  if (verdict == Verdict::Reference) return "reference";
+  return verdict == Verdict::Found ? "aligned" : "not aligned";
+}
+
 } // namespace vindrel::cli

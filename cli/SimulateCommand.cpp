@@ -5,6 +5,7 @@
 #include "CommonOptions.h"
 #include "Failure.h"
 #include "ImageFile.h"
+#include "JsonReport.h"
 #include "NumberRange.h"
 #include "OutputFile.h"
 #include "ProgressBar.h"
@@ -12,6 +13,7 @@
 #include "TruthFile.h"
 #include "WriteImage.h"
 #include "simulate/Bracket.h"
+#include "vindrel/version.hpp"
 
 #include <CLI/CLI.hpp>
 #include <cmath>
@@ -40,7 +42,11 @@ struct SimulateArguments {
   int depth = 8;
   int width = 0; // 0: the photograph's own
   CommonOptions common;
+  bool json = false;
 };
+
+constexpr const char *kFormat = "vindrel-simulate";
+constexpr int kVersion = 1;
 
 std::string frameName(int index, SampleDepth depth) {
   char name[32];
@@ -109,7 +115,36 @@ BracketShoot setUp(const SimulateArguments &arguments, const ImageHeader &header
   return BracketShoot(photograph.view(), options);
 }
 
-ExitCode runSimulate(const SimulateArguments &arguments) {
+void printReport(const TruthFile &truth, const std::vector<std::filesystem::path> &targets) {
+  for (std::size_t i = 0; i < truth.frames.size(); ++i) {
+    char exposure[32];
+    std::snprintf(exposure, sizeof exposure, "%+.2f EV", truth.frames[i].ev);
+    printLine(targets[i].string() + "  " + exposure);
+  }
+  printLine(targets.back().string());
+}
+
+void printJson(const SimulateArguments &arguments, const TruthFile &truth,
+               const std::vector<std::filesystem::path> &targets) {
+  nlohmann::ordered_json document = jsonHead(kFormat, kVersion, ExitCode::Done);
+  document["library"] = version();
+  document["file"] = arguments.photo;
+  document["truth"] = targets.back().string();
+  document["motion"] = truth.motion;
+  document["seed"] = truth.seed;
+  document["evStep"] = truth.evStep;
+  document["depth"] = truth.depth;
+  document["frameSize"] = jsonSize(truth.frameSize);
+  document["frames"] = nlohmann::ordered_json::array();
+  for (std::size_t i = 0; i < truth.frames.size(); ++i) {
+    document["frames"].push_back({{"output", targets[i].string()},
+                                  {"ev", truth.frames[i].ev},
+                                  {"frameFromScene", jsonMatrix(truth.frames[i].frameFromScene)}});
+  }
+  cli::printJson(document);
+}
+
+ExitCode simulate(const SimulateArguments &arguments) {
   const ImageHeader header = readHeader(arguments.photo);
   const std::vector<std::filesystem::path> targets = targetsOf(arguments);
   OutputFolder folder(arguments.folder);
@@ -141,14 +176,17 @@ ExitCode runSimulate(const SimulateArguments &arguments) {
     file.publish();
   folder.keep();
   bar.wipe();
-  if (arguments.common.quiet) return ExitCode::Done;
-  for (std::size_t i = 0; i < frameCount; ++i) {
-    char exposure[32];
-    std::snprintf(exposure, sizeof exposure, "%+.2f EV", truth.frames[i].ev);
-    printLine(targets[i].string() + "  " + exposure);
+  if (arguments.json) {
+    printJson(arguments, truth, targets);
+  } else if (!arguments.common.quiet) {
+    printReport(truth, targets);
   }
-  printLine(targets.back().string());
   return ExitCode::Done;
+}
+
+ExitCode runSimulate(const SimulateArguments &arguments) {
+  const auto run = [&] { return simulate(arguments); };
+  return arguments.json ? runWithJson(kFormat, kVersion, run) : run();
 }
 
 } // namespace
@@ -188,6 +226,7 @@ Run declareSimulate(CLI::App &options) {
       ->check(CLI::Range(1, 1 << 20).description(""))
       ->type_name("W");
   addCommonOptions(options, arguments->common, "outputs that exist already");
+  addJson(options, arguments->json);
   options.footer(kHelpEnd);
   return [arguments] { return runSimulate(*arguments); };
 }

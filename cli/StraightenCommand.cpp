@@ -4,12 +4,14 @@
 #include "CommonOptions.h"
 #include "Failure.h"
 #include "ImageFile.h"
+#include "JsonReport.h"
 #include "NumberRange.h"
 #include "OutputFile.h"
 #include "ProgressBar.h"
 #include "Report.h"
 #include "WriteImage.h"
 #include "vindrel/straighten.hpp"
+#include "vindrel/version.hpp"
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -35,7 +37,11 @@ struct StraightenArguments {
   std::string crop = "optimal";
   int threads = 1;
   CommonOptions common;
+  bool json = false;
 };
+
+constexpr const char *kFormat = "vindrel-straighten";
+constexpr int kVersion = 1;
 
 // "jpeg", "png" or "tiff" by the file's name.
 std::string formatOf(const fs::path &file) {
@@ -65,9 +71,9 @@ Straightening prepare(const StraightenArguments &arguments, Size size) {
 }
 
 // Writes the pixels into the file. The pictures are gone with the return: metadata, which is written by way of copies
-// of the file, need not come on top of them. Returns the size of what was written.
-Size writeStraightened(const StraightenArguments &arguments, const ImageHeader &header, OutputFile &file,
-                       const std::string &format, ProgressBar &bar) {
+// of the file, need not come on top of them.
+Straightening writeStraightened(const StraightenArguments &arguments, const ImageHeader &header, OutputFile &file,
+                                const std::string &format, ProgressBar &bar) {
   bar.show(0, "reading");
   const Pixels photo = readPixels(header);
   throwIfCancelled();
@@ -84,10 +90,31 @@ Size writeStraightened(const StraightenArguments &arguments, const ImageHeader &
 
   bar.show(0.7, "writing");
   writePixels(file, out.view(), header, format);
-  return straightening.output.size();
+  return straightening;
 }
 
-ExitCode runStraighten(const StraightenArguments &arguments) {
+std::string sizeText(Size size) {
+  return std::to_string(size.width) + " x " + std::to_string(size.height);
+}
+
+void printJson(const StraightenArguments &arguments, const Straightening &straightening,
+               const std::vector<std::string> &losses) {
+  nlohmann::ordered_json document = jsonHead(kFormat, kVersion, ExitCode::Done);
+  document["library"] = version();
+  document["threads"] = arguments.threads;
+  document["file"] = arguments.photo;
+  document["output"] = arguments.output;
+  document["vertical"] = arguments.options.vertical;
+  document["horizontal"] = arguments.options.horizontal;
+  document["rotate"] = arguments.options.degrees;
+  document["frameSize"] = jsonSize(straightening.frameSize);
+  document["crop"] = jsonRectangle(straightening.output);
+  document["sourceFromOutput"] = jsonMatrix(straightening.sourceFromOutput.matrix);
+  document["warnings"] = losses;
+  cli::printJson(document);
+}
+
+ExitCode straighten(const StraightenArguments &arguments) {
   OIIO::attribute("threads", arguments.threads);
   const std::string format = formatOf(arguments.output);
   const ImageHeader header = readHeader(arguments.photo);
@@ -97,20 +124,26 @@ ExitCode runStraighten(const StraightenArguments &arguments) {
 
   ProgressBar bar(arguments.common.showsProgress());
   OutputFile file(arguments.output, arguments.common.overwrite);
-  const Size size = writeStraightened(arguments, header, file, format, bar);
-  const std::vector<std::string> losses = writeMetadata(file, size, header, format);
+  const Straightening straightening = writeStraightened(arguments, header, file, format, bar);
+  const std::vector<std::string> losses = writeMetadata(file, straightening.output.size(), header, format);
   file.finish();
   throwIfCancelled();
   file.publish();
   folder.keep();
   bar.wipe();
+  if (arguments.json) {
+    printJson(arguments, straightening, losses);
+  } else if (!arguments.common.quiet) {
+    printLine(arguments.output + "  " + sizeText(straightening.output.size()) + " of " + sizeText(header.size));
+  }
   for (const std::string &loss : losses)
     message(loss);
-  if (!arguments.common.quiet) {
-    printLine(arguments.output + "  " + std::to_string(size.width) + " x " + std::to_string(size.height) + " of " +
-              std::to_string(header.size.width) + " x " + std::to_string(header.size.height));
-  }
   return ExitCode::Done;
+}
+
+ExitCode runStraighten(const StraightenArguments &arguments) {
+  const auto run = [&] { return straighten(arguments); };
+  return arguments.json ? runWithJson(kFormat, kVersion, run) : run();
 }
 
 } // namespace
@@ -154,6 +187,7 @@ Run declareStraighten(CLI::App &options) {
                    "the middle of what the picture covers of it");
   addThreads(options, arguments->threads);
   addCommonOptions(options, arguments->common, "an output that exists already");
+  addJson(options, arguments->json);
   options.footer(kHelpEnd);
   return [arguments] { return runStraighten(*arguments); };
 }

@@ -37,7 +37,10 @@ if(TARGET vindrel_cli)
   install(FILES "${PROJECT_SOURCE_DIR}/man/vindrel.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
   install(FILES "${PROJECT_SOURCE_DIR}/share/vindrel.bash"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME vindrel)
-  install(FILES "${PROJECT_SOURCE_DIR}/share/align.schema.json" DESTINATION "${CMAKE_INSTALL_DATADIR}/vindrel")
+  foreach(command align apply info simulate straighten)
+    install(FILES "${PROJECT_SOURCE_DIR}/share/${command}.schema.json"
+      DESTINATION "${CMAKE_INSTALL_DATADIR}/vindrel")
+  endforeach()
 endif()
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md" "${PROJECT_SOURCE_DIR}/LICENSE"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}")

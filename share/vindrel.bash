@@ -38,11 +38,11 @@ _vindrel() {
       words="$help -o --output --name --crop --filter --on-unaligned --transforms-out --model --reference --max-shift"
       words+=" --transforms --threads --truth -n --dry-run $quiet -v --verbose --json"
       ;;
-    apply) words="$help --transforms -o --output --name --frame --crop --filter --threads $quiet" ;;
+    apply) words="$help --transforms -o --output --name --frame --crop --filter --threads $quiet --json" ;;
     info) words="$help --json" ;;
-    simulate) words="$help -o --output --frames --ev --motion --seed --depth --width $quiet" ;;
+    simulate) words="$help -o --output --frames --ev --motion --seed --depth --width $quiet --json" ;;
     straighten)
-      words="$help -o --output --vertical --horizontal --rotate --crop --pin-to-edge --threads $quiet"
+      words="$help -o --output --vertical --horizontal --rotate --crop --pin-to-edge --threads $quiet --json"
       ;;
     esac
   fi

@@ -108,16 +108,22 @@ TEST(CommandLine, HelpOfACommandNamesEachOfItsOptions) {
         "--on-unaligned", "--truth", "--dry-run", "--overwrite", "--quiet", "--no-progress", "--verbose", "--json"}) {
     EXPECT_THAT(align.out, HasSubstr(option));
   }
+  const Outcome apply = runVindrel({"apply", "--help"});
+  EXPECT_EQ(apply.exitCode, 0);
+  for (const char *option : {"--transforms", "--output", "--name", "--frame", "--crop", "--filter", "--threads",
+                             "--overwrite", "--quiet", "--no-progress", "--json"}) {
+    EXPECT_THAT(apply.out, HasSubstr(option));
+  }
   const Outcome simulate = runVindrel({"simulate", "--help"});
   EXPECT_EQ(simulate.exitCode, 0);
   for (const char *option : {"--output", "--frames", "--ev", "--motion", "--seed", "--depth", "--width", "--overwrite",
-                             "--quiet", "--no-progress"}) {
+                             "--quiet", "--no-progress", "--json"}) {
     EXPECT_THAT(simulate.out, HasSubstr(option));
   }
   const Outcome straighten = runVindrel({"straighten", "--help"});
   EXPECT_EQ(straighten.exitCode, 0);
   for (const char *option : {"--output", "--vertical", "--horizontal", "--rotate", "--crop", "--pin-to-edge",
-                             "--threads", "--overwrite", "--quiet", "--no-progress"}) {
+                             "--threads", "--overwrite", "--quiet", "--no-progress", "--json"}) {
     EXPECT_THAT(straighten.out, HasSubstr(option));
   }
 }

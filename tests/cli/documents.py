@@ -1,4 +1,4 @@
-"""What `vindrel align --json` prints, whatever happens, is one document that its schema describes, and says what the
+"""What the commands print with --json, whatever happens, is one document that its schema describes, and says what the
 files on disk say.
 
 usage: documents.py PROGRAM FOLDER_OF_SCHEMAS
@@ -57,7 +57,8 @@ class Documents:
             schema = json.load(file)
         jsonschema.Draft7Validator.check_schema(schema)
         jsonschema.validate(document, schema)
-        check(document["exitCode"] == code, "the document tells the exit code")
+        check(document["format"] == "vindrel-" + command, "the document tells whose it is")
+        check(command == "info" or document["exitCode"] == code, "the document tells the exit code")
         for warning in document.get("warnings", []):
             check("vindrel: " + warning + "\n" in errors, "warnings are on standard error too: " + warning)
         self.count += 1
@@ -66,9 +67,81 @@ class Documents:
     def align(self, expectedCode, *arguments):
         return self.document("align", expectedCode, *arguments)
 
+    def sizeOf(self, picture):
+        entry = self.document("info", 0, picture)["files"][0]
+        return {"width": entry["width"], "height": entry["height"]}
 
-def alignDocuments(documents):
-    frames = [documents.path("frame_%02d.png" % i) for i in range(3)]
+
+def checkShows(documents, picture, crop):
+    check(documents.sizeOf(picture) == {"width": crop["width"], "height": crop["height"]}, "outputs have the crop's size")
+
+
+def simulateDocuments(documents):
+    """The frames of the other documents."""
+    report = documents.document("simulate", 0, PHOTOGRAPH, "-o", documents.folder, "--frames", "3", "--ev", "1",
+                                "--width", "500", "--seed", "0")
+    with open(report["truth"], encoding="utf-8") as file:
+        truth = json.load(file)
+    for name in ("motion", "seed", "evStep", "depth"):
+        check(report[name] == truth[name], "the document and truth.json tell one " + name)
+    for said, true in zip(report["frames"], truth["frames"], strict=True):
+        check(os.path.basename(said["output"]) == true["file"] and os.path.exists(said["output"]), "frames are there")
+        check(said["ev"] == true["ev"] and said["frameFromScene"] == true["frameFromScene"], "and lie where they lie")
+        check(documents.sizeOf(said["output"]) == report["frameSize"], "and have their size")
+    check("exists already" in documents.document("simulate", 5, PHOTOGRAPH, "-o", documents.folder, "--frames", "3")
+          ["error"], "would overwrite")
+    check("no such file" in documents.document("simulate", 4, documents.path("none.png"), "-o", documents.path("x"),
+                                               "--frames", "1")["error"], "unreadable")
+    check("only reduces" in documents.document("simulate", 2, PHOTOGRAPH, "-o", documents.path("x"), "--frames", "1",
+                                               "--width", "99999")["error"], "usage")
+    return [frame["output"] for frame in report["frames"]]
+
+
+def applyDocuments(documents, frames):
+    moves, out = documents.path("moves.json"), documents.path("applied")
+    aligned = documents.align(3, *frames, documents.path("other.png"), "--transforms-out", moves)
+    images = frames[:2]
+    report = documents.document("apply", 3, *frames, documents.path("other.png"), "--transforms", moves, "-o", out)
+    check([image["file"] for image in report["images"]] == [frame["file"] for frame in aligned["frames"]], "in order")
+    for index, (image, frame) in enumerate(zip(report["images"], aligned["frames"], strict=True)):
+        check(image["frame"] == index, "image by image")
+        check(image["verdict"] == frame["verdict"] and image["reason"] == frame["reason"], "verdicts are the saved ones")
+        checkShows(documents, image["output"], report["crop"])
+    check(len(report["warnings"]) == 1 and "frame 4" in report["warnings"][0], "the lost frame is a warning")
+    check(report["model"] == aligned["model"] and report["crop"] == aligned["common"], "as they were saved")
+
+    mask = documents.document("apply", 0, *images, "--transforms", moves, "-o", out, "--frame", "2", "--crop", "none",
+                              "--filter", "nearest", "--name", "mask_{name}")
+    check([image["frame"] for image in mask["images"]] == [1, 1], "all by one frame, counted from 0")
+    check(mask["crop"] == {"x": 0, "y": 0, **mask["frameSize"]} and mask["filter"] == "nearest", "uncropped")
+    again = ["--transforms", moves, "-o", out]
+    check("exists already" in documents.document("apply", 5, *images, *again, "--frame", "1")["error"], "would overwrite")
+    check("--frame 5" in documents.document("apply", 2, *images, *again, "--frame", "5", "--overwrite")["error"], "usage")
+    check("none.json" in documents.document("apply", 4, *images, "--transforms", documents.path("none.json"), "-o", out)
+          ["error"], "unreadable")
+
+
+def straightenDocuments(documents, photograph):
+    out = documents.path("straight.png")
+    report = documents.document("straighten", 0, photograph, "-o", out, "--vertical", "-0.05", "--rotate", "2")
+    check((report["vertical"], report["horizontal"], report["rotate"]) == (-0.05, 0, 2), "what was asked for")
+    check((report["file"], report["output"]) == (photograph, out), "the files")
+    check(documents.sizeOf(photograph) == report["frameSize"], "the photograph's size")
+    checkShows(documents, out, report["crop"])
+    # The corners of what is shown lie within the photograph.
+    m, crop = report["sourceFromOutput"], report["crop"]
+    for x in (crop["x"], crop["x"] + crop["width"] - 1):
+        for y in (crop["y"], crop["y"] + crop["height"] - 1):
+            w = m[6] * x + m[7] * y + m[8]
+            check(-1 < (m[0] * x + m[1] * y + m[2]) / w < report["frameSize"]["width"], "columns of the photograph")
+            check(-1 < (m[3] * x + m[4] * y + m[5]) / w < report["frameSize"]["height"], "rows of the photograph")
+    check("exists already" in documents.document("straighten", 5, photograph, "-o", out)["error"], "would overwrite")
+    check("what to write" in documents.document("straighten", 2, photograph, "-o", "a.gif")["error"], "usage")
+    missing = documents.document("info", 4, photograph, documents.path("none.png"))["files"]
+    check("error" not in missing[0] and "no such file" in missing[1]["error"], "info tells file by file")
+
+
+def alignDocuments(documents, frames):
     out = documents.path("out")
     report = documents.align(0, *frames, "-o", out, "--truth", documents.path("truth.json"))
     check(report["written"] and report["modelScores"] == {} and report["warnings"] == [], "all went well")
@@ -77,10 +150,7 @@ def alignDocuments(documents):
     check(sorted(frame["rank"] for frame in report["frames"]) == [0, 1, 2], "ranks are a permutation")
     check(report["crop"] == report["common"], "the crop is the common rectangle")
     for frame in report["frames"]:
-        _, size, _ = run(documents.program, "info", "--json", frame["output"])
-        entry = json.loads(size)["files"][0]
-        check(entry["width"] == report["crop"]["width"] and entry["height"] == report["crop"]["height"],
-              "outputs have the crop's size")
+        checkShows(documents, frame["output"], report["crop"])
         check(frame["cornerError"] < 3, "the truth is met at the worst corner")
 
     dry = documents.align(0, *frames, "-n", "--crop", "none", "--model", "auto")
@@ -105,13 +175,12 @@ def alignDocuments(documents):
 def main():
     program, schemas = sys.argv[1:]
     with tempfile.TemporaryDirectory(prefix="vindrel-test-") as folder:
-        code, _, errors = run(program, "simulate", PHOTOGRAPH, "-o", folder, "--frames", "3", "--ev", "1", "--width",
-                              "500")
-        check(code == 0, errors)
-        size = json.loads(run(program, "info", "--json", os.path.join(folder, "frame_00.png"))[1])["files"][0]
-        writeNoise(os.path.join(folder, "other.png"), size["width"], size["height"])
         documents = Documents(program, schemas, folder)
-        alignDocuments(documents)
+        frames = simulateDocuments(documents)
+        writeNoise(documents.path("other.png"), **documents.sizeOf(frames[0]))
+        alignDocuments(documents, frames)
+        applyDocuments(documents, frames)
+        straightenDocuments(documents, frames[0])
         print("%d documents" % documents.count)
 
 
