@@ -60,7 +60,7 @@ int finish(int cropped, Size from, Size to, int *outSize) {
 
 int alignBlock(int nThreads, int maxShiftX, int maxShiftY, int perspective, int nImages, const FrameFormat &format,
                int *outSize, void *images, ProgressCallback callback) {
-  const Progress progressReport{.function = reportTo, .state = &callback};
+  const Progress progressReport{.function = callback != nullptr ? reportTo : nullptr, .state = &callback};
   const int threads = nThreads < 1 ? 1 : nThreads;
   nImages = nImages < 0 ? 0 : nImages;
   BlockFrames frames(images, nImages, format);

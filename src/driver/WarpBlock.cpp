@@ -1,10 +1,10 @@
 #include "driver/WarpBlock.h"
 
 #include "base/Buffer.h"
+#include "driver/BandedWarp.h"
 #include "driver/BlockCopies.h"
 #include "driver/TilePass.h"
 #include "transform/Transform.h"
-#include "warp/ThreadedWarp.h"
 #include "warp/Warp.h"
 
 #include <algorithm>
@@ -33,6 +33,12 @@ bool isPlainCrop(const WarpJob &job, Size out) {
          top + out.height < frame.height && frame.width <= kExactInFloat && frame.height <= kExactInFloat;
 }
 
+// As many rows as fit the bytes, and one at least.
+int bandRows(Size out, std::size_t outBytes, std::size_t bytes) {
+  if (out.height < 1 || outBytes <= bytes) return out.height;
+  return static_cast<int>(std::max<std::size_t>(1, bytes / (outBytes / static_cast<std::size_t>(out.height))));
+}
+
 } // namespace
 
 Status warpBlock(const Estimate &estimate, const FrameFormat &format, int frames, void *block,
@@ -42,35 +48,50 @@ Status warpBlock(const Estimate &estimate, const FrameFormat &format, int frames
   const auto sampleBytes = static_cast<std::size_t>(bytesPerSample(format.depth));
   const std::size_t frameBytes = static_cast<std::size_t>(packedSamples(format.size, format.channels)) * sampleBytes;
   const std::size_t outBytes = static_cast<std::size_t>(packedSamples(out, format.channels)) * sampleBytes;
+  const bool packed = settings.sourceStride == std::int64_t{format.size.width} * format.channels;
+  // The warp leaves a channel between the middle and the last of a pixel without a source as it finds it: what the
+  // frame before has left there, in one buffer of a whole frame for all of them.
+  const bool leavesTraces = format.channels > kWhitenedChannels;
+  // Perspective frames go by rank and stay in their own place until all are warped, which is what a cancelled call
+  // leaves; where nobody can cancel, and for affine frames, they go by storage and are packed as they come.
+  const bool byRank = perspective && (settings.progress.function != nullptr || leavesTraces);
   auto *bytes = static_cast<std::uint8_t *>(block);
-  Buffer<std::uint8_t> warped = Buffer<std::uint8_t>::unfilled(outBytes);
-  if (!warped) return Status::OutOfMemory;
-  // The warp leaves a channel between the middle and the last of a pixel without a source as it finds it.
-  if (format.channels > kWhitenedChannels) std::memset(warped.data(), 0, outBytes);
 
-  for (int k = 1; k <= frames; ++k) {
-    // Perspective frames go by rank and stay in their own place, affine ones by storage and are packed as they come.
+  const auto warpOf = [&](int k) -> BandedWarp {
     const std::uint32_t index =
-        perspective ? estimate.rankOrder[static_cast<std::size_t>(k - 1)] : static_cast<std::uint32_t>(k - 1);
-    const WarpJob job{.source = {.samples = bytes + index * frameBytes,
-                                 .size = format.size,
-                                 .channels = format.channels,
-                                 .rowStride = settings.sourceStride,
-                                 .depth = format.depth},
-                      .dstWidth = out.width,
-                      .offsetX = estimate.window.offsetX,
-                      .offsetY = estimate.window.offsetY,
-                      .transform = {.perspective = perspective, .coefficients = estimate.transforms.slot(index)}};
-    std::uint8_t *const place = bytes + index * (perspective ? frameBytes : outBytes);
-    if (isPlainCrop(job, out)) {
-      cropDown(place, job.source, -job.offsetX, -job.offsetY, out);
-    } else {
-      warpOnThreads(job, out.height, settings.threads, warped.data());
-      copyOnThreads(place, warped.data(), outBytes, settings.threads);
-    }
-    if (!settings.progress.report(kFeatureShare + k * (kWarpShare / frames))) return Status::Cancelled;
+        byRank ? estimate.rankOrder[static_cast<std::size_t>(k)] : static_cast<std::uint32_t>(k);
+    return {.job = {.source = {.samples = bytes + index * frameBytes,
+                               .size = format.size,
+                               .channels = format.channels,
+                               .rowStride = settings.sourceStride,
+                               .depth = format.depth},
+                    .dstWidth = out.width,
+                    .offsetX = estimate.window.offsetX,
+                    .offsetY = estimate.window.offsetY,
+                    .transform = {.perspective = perspective, .coefficients = estimate.transforms.slot(index)}},
+            .out = out,
+            .place = bytes + index * (byRank ? frameBytes : outBytes),
+            .bandRows = leavesTraces || !packed ? out.height : bandRows(out, outBytes, settings.bandBytes)};
+  };
+  std::size_t ringBytes = 0;
+  for (int k = 0; k < frames; ++k) {
+    const BandedWarp warp = warpOf(k);
+    ringBytes = std::max(ringBytes, static_cast<std::size_t>(ringBands(warp)) * bandBytes(warp));
   }
-  if (perspective && outBytes != frameBytes) {
+  Buffer<std::uint8_t> ring = Buffer<std::uint8_t>::unfilled(ringBytes);
+  if (!ring) return Status::OutOfMemory;
+  if (leavesTraces) std::memset(ring.data(), 0, ringBytes);
+
+  for (int k = 0; k < frames; ++k) {
+    const BandedWarp warp = warpOf(k);
+    if (isPlainCrop(warp.job, out)) {
+      cropDown(warp.place, warp.job.source, -warp.job.offsetX, -warp.job.offsetY, out);
+    } else {
+      warpInBands(warp, settings.threads, ring.data());
+    }
+    if (!settings.progress.report(kFeatureShare + (k + 1) * (kWarpShare / frames))) return Status::Cancelled;
+  }
+  if (byRank && outBytes != frameBytes) {
     for (int i = 1; i < frames; ++i) {
       const auto index = static_cast<std::size_t>(i);
       moveDownOnThreads(bytes + index * outBytes, bytes + index * frameBytes, outBytes, settings.threads);

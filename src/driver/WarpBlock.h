@@ -11,10 +11,15 @@
 
 namespace vindrel {
 
+// Of output rows that are warped together: little enough for a few bands to stay in the cache, enough to share among
+// threads.
+constexpr std::size_t kBandBytes = std::size_t{1} << 22;
+
 struct WarpBlockSettings {
   int threads = 1;
   std::int64_t sourceStride = 0; // samples between the starts of two source rows
   Progress progress = {};        // fractions kFeatureShare to 1
+  std::size_t bandBytes = kBandBytes;
 };
 
 // Cancelled: the frames warped so far stay in their new form, the others are as they were.

@@ -69,6 +69,10 @@ std::vector<Sample> defined(const Estimate &estimate, int channels, std::vector<
   return block;
 }
 
+bool goOn(void *, double) {
+  return true;
+}
+
 template <class Sample>
 void expectSameBytes(LinkModel model, const CropWindow &window, int channels, int threads) {
   std::mt19937 random(static_cast<unsigned>(channels));
@@ -79,12 +83,20 @@ void expectSameBytes(LinkModel model, const CropWindow &window, int channels, in
   const std::vector<Sample> expected = defined(estimate, channels, block);
   const FrameFormat format = {
       .size = kFrame, .channels = channels, .depth = sizeof(Sample) == 1 ? SampleDepth::U8 : SampleDepth::U16};
-  ASSERT_EQ(Status::Ok,
-            warpBlock(estimate, format, kFrames, block.data(),
-                      {.threads = threads, .sourceStride = std::int64_t{kFrame.width} * channels, .progress = {}}));
-  block.resize(expected.size());
-  EXPECT_EQ(expected, block) << "channels " << channels << ", window " << window.size.width << "x" << window.size.height
-                             << " at " << window.offsetX << ", " << window.offsetY;
+  // Bands of a row, of some rows and of all; with a callback that could cancel, and without.
+  for (const std::size_t bandBytes : {std::size_t{1}, std::size_t{400}, kBandBytes})
+    for (const Progress &progress : {Progress{}, Progress{.function = goOn}}) {
+      std::vector<Sample> warped = block;
+      ASSERT_EQ(Status::Ok, warpBlock(estimate, format, kFrames, warped.data(),
+                                      {.threads = threads,
+                                       .sourceStride = std::int64_t{kFrame.width} * channels,
+                                       .progress = progress,
+                                       .bandBytes = bandBytes}));
+      warped.resize(expected.size());
+      EXPECT_EQ(expected, warped) << "channels " << channels << ", window " << window.size.width << "x"
+                                  << window.size.height << " at " << window.offsetX << ", " << window.offsetY
+                                  << ", bands of " << bandBytes << " bytes";
+    }
 }
 
 // Windows that leave every pixel of the reference its neighbours, that touch the last column or row, that reach beyond
@@ -102,6 +114,34 @@ TEST(WarpBlock, LeavesTheBytesOfTheWarpForEveryWindowDepthAndChannelCount) {
           expectSameBytes<std::uint8_t>(model, w, channels, threads);
           expectSameBytes<std::uint16_t>(model, w, channels, threads);
         }
+}
+
+TEST(WarpBlock, LeavesWhatWasWarpedBeforeTheCancelAndTheRestAsItWas) {
+  const CropWindow window = {.minX = 0, .minY = 0, .offsetX = -3, .offsetY = -2, .size = {30, 15}};
+  const Estimate estimate = estimateFor(LinkModel::Perspective, window);
+  const FrameFormat format = {.size = kFrame, .channels = 3, .depth = SampleDepth::U8};
+  constexpr std::size_t kFrameBytes = std::size_t{3} * kFrame.width * kFrame.height;
+  std::mt19937 random(1);
+  std::vector<std::uint8_t> before(kFrameBytes * kFrames);
+  for (std::uint8_t &byte : before)
+    byte = static_cast<std::uint8_t>(random());
+  std::vector<std::uint8_t> block = before;
+  int reports = 0;
+  const Progress atTheSecond = {.function = [](void *state, double) { return ++*static_cast<int *>(state) < 2; },
+                                .state = &reports};
+  ASSERT_EQ(
+      Status::Cancelled,
+      warpBlock(
+          estimate, format, kFrames, block.data(),
+          {.threads = 2, .sourceStride = std::int64_t{3} * kFrame.width, .progress = atTheSecond, .bandBytes = 300}));
+  const auto isAsItWas = [&](std::size_t frame) {
+    const auto begin = static_cast<std::ptrdiff_t>(frame * kFrameBytes), end = begin + std::ptrdiff_t{kFrameBytes};
+    return std::equal(before.begin() + begin, before.begin() + end, block.begin() + begin);
+  };
+  // By rank: frames 1 and 2, then 0.
+  EXPECT_TRUE(isAsItWas(0));
+  EXPECT_FALSE(isAsItWas(1));
+  EXPECT_FALSE(isAsItWas(2));
 }
 
 TEST(WarpBlock, ReportsAFailedAllocationAndLeavesTheBlockAlone) {
