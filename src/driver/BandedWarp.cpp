@@ -1,7 +1,6 @@
 #include "driver/BandedWarp.h"
 
 #include "transform/Transform.h"
-#include "warp/RowThreads.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,8 +14,7 @@ namespace {
 constexpr double kRounding = 0x1p-20;
 constexpr double kLeastDenominator = 0x1p-10; // below this the horizon is too near to say anything
 constexpr int kSpareRows = 2;
-// Below this a thread's share of mere copying is not worth starting it for, bytes.
-constexpr std::size_t kLeastCopy = std::size_t{1} << 20;
+constexpr std::int64_t kPixelsAtATime = 1 << 16; // of the output, that are warped in about a tenth of a millisecond
 
 int bandsOf(const BandedWarp &warp) {
   if (warp.out.width < 1 || warp.out.height < 1) return 0;
@@ -77,7 +75,7 @@ struct Step {
   std::uint8_t *slot(int b) const { return ring + static_cast<std::size_t>(b % slots) * bandBytes(warp); }
 
   // Of each of the bands, the same rows.
-  void run(RowBand rows) const {
+  void run(RowRange rows) const {
     const std::int64_t rowBytes = outRowBytes(warp);
     for (int b = readyFrom; b < readyTo; ++b) {
       const int end = std::min(rows.end, rowsOf(warp, b));
@@ -93,13 +91,6 @@ struct Step {
     warpBand(warp.job, {first + rows.begin, first + end}, slot(band) + rows.begin * rowBytes);
   }
 };
-
-int worthwhileThreads(const Step &step, int threads) {
-  if (step.band < bandsOf(step.warp)) return threads;
-  const std::size_t shares =
-      static_cast<std::size_t>(step.readyTo - step.readyFrom) * bandBytes(step.warp) / kLeastCopy;
-  return static_cast<int>(std::min(shares, static_cast<std::size_t>(std::max(threads, 1))));
-}
 
 } // namespace
 
@@ -117,15 +108,14 @@ std::size_t bandBytes(const BandedWarp &warp) {
   return bandsOf(warp) < 1 ? 0 : static_cast<std::size_t>(outRowBytes(warp) * rowsOf(warp, 0));
 }
 
-void warpInBands(const BandedWarp &warp, int threads, std::uint8_t *ring) {
-  const int slots = ringBands(warp);
+void warpInBands(const BandedWarp &warp, RowTeam &team, std::uint8_t *ring) {
+  const int slots = ringBands(warp), bands = bandsOf(warp);
   int ready = 0;
-  for (int band = 0; bandsOf(warp) > 0 && band <= bandsOf(warp); ++band) {
+  for (int band = 0; bands > 0 && band <= bands; ++band) {
     Step step = {.warp = warp, .ring = ring, .slots = slots, .readyFrom = ready, .readyTo = ready, .band = band};
     step.readyTo = ready = std::max(ready, readyBefore(warp, band));
-    forEachStrip(
-        rowsOf(warp, 0), worthwhileThreads(step, threads),
-        [](const void *state, RowBand rows) { static_cast<const Step *>(state)->run(rows); }, &step);
+    team.share(rowsOf(warp, 0), rowsWorthSharing(kPixelsAtATime, warp.out.width),
+               [&step](int, RowRange rows) { step.run(rows); });
   }
 }
 

@@ -3,6 +3,7 @@
 // or two later: the ring takes the place of a whole output frame, and stays in the cache.
 #pragma once
 
+#include "base/RowTeam.h"
 #include "warp/Warp.h"
 
 #include <cstddef>
@@ -24,6 +25,6 @@ int ringBands(const BandedWarp &warp);
 std::size_t bandBytes(const BandedWarp &warp);
 
 // ring: ringBands() x bandBytes(). What lies in the block before the place and behind the source is left alone.
-void warpInBands(const BandedWarp &warp, int threads, std::uint8_t *ring);
+void warpInBands(const BandedWarp &warp, RowTeam &team, std::uint8_t *ring);
 
 } // namespace vindrel

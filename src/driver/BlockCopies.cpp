@@ -1,49 +1,35 @@
 #include "driver/BlockCopies.h"
 
-#include "base/StaticShare.h"
-
 #include <algorithm>
 #include <cstring>
-#include <omp.h>
 
 namespace vindrel {
 namespace {
 
-// Below this a thread's share is not worth waking it for, bytes.
-constexpr std::size_t kLeastShare = std::size_t{1} << 18;
+constexpr std::size_t kPieceBytes = std::size_t{1} << 18; // that are worth waking a thread for
 
-int worthwhileThreads(std::size_t bytes, int threads) {
-  const std::size_t shares = std::max<std::size_t>(1, bytes / kLeastShare);
-  return shares < static_cast<std::size_t>(std::max(threads, 1)) ? static_cast<int>(shares) : std::max(threads, 1);
-}
-
-// The first byte of a thread's share.
-std::size_t shareBegin(std::size_t bytes, int thread, int threads) {
-  return bytes / static_cast<std::size_t>(threads) * static_cast<std::size_t>(thread);
+// Blocks that do not overlap, in pieces.
+void copyByTeam(RowTeam &team, std::uint8_t *to, const std::uint8_t *from, std::size_t bytes) {
+  const auto pieces = static_cast<int>((bytes + kPieceBytes - 1) / kPieceBytes);
+  team.share(pieces, 1, [=](int, RowRange some) {
+    const std::size_t begin = static_cast<std::size_t>(some.begin) * kPieceBytes;
+    const std::size_t end = std::min(static_cast<std::size_t>(some.end) * kPieceBytes, bytes);
+    std::memcpy(to + begin, from + begin, end - begin);
+  });
 }
 
 } // namespace
 
-void copyOnThreads(std::uint8_t *to, const std::uint8_t *from, std::size_t bytes, int threads) {
-#pragma omp parallel num_threads(worthwhileThreads(bytes, threads))
-  {
-    const int thread = omp_get_thread_num(), team = omp_get_num_threads();
-    const std::size_t begin = shareBegin(bytes, thread, team);
-    const std::size_t end = thread + 1 == team ? bytes : shareBegin(bytes, thread + 1, team);
-    std::memcpy(to + begin, from + begin, end - begin);
-  }
-}
-
-void moveDownOnThreads(std::uint8_t *to, const std::uint8_t *from, std::size_t bytes, int threads) {
-  // Pieces as long as the distance do not reach into what they are moved from, so that threads may share each of them.
+void moveDownByTeam(RowTeam &team, std::uint8_t *to, const std::uint8_t *from, std::size_t bytes) {
+  // What lies no farther on than the distance does not reach into what it is moved from, so that it may be shared.
   const auto distance = static_cast<std::size_t>(from - to);
   if (distance == 0) return;
-  if (worthwhileThreads(std::min(bytes, distance), threads) < 2) {
+  if (std::min(bytes, distance) < 2 * kPieceBytes) {
     std::memmove(to, from, bytes);
     return;
   }
   for (std::size_t begin = 0; begin < bytes; begin += distance)
-    copyOnThreads(to + begin, from + begin, std::min(distance, bytes - begin), threads);
+    copyByTeam(team, to + begin, from + begin, std::min(distance, bytes - begin));
 }
 
 void cropDown(std::uint8_t *to, const ImageView &frame, int left, int top, Size size) {

@@ -3,17 +3,15 @@
 #pragma once
 
 #include "base/ImageView.h"
+#include "base/RowTeam.h"
 
 #include <cstddef>
 #include <cstdint>
 
 namespace vindrel {
 
-// Blocks that do not overlap.
-void copyOnThreads(std::uint8_t *to, const std::uint8_t *from, std::size_t bytes, int threads);
-
 // Towards the front of a block: `to` lies at or before `from` and may overlap what is moved.
-void moveDownOnThreads(std::uint8_t *to, const std::uint8_t *from, std::size_t bytes, int threads);
+void moveDownByTeam(RowTeam &team, std::uint8_t *to, const std::uint8_t *from, std::size_t bytes);
 
 // Cuts `size` pixels from (left, top) on out of a packed frame and writes them packed from `to` on, which lies at or
 // before the frame.

@@ -81,20 +81,21 @@ Status warpBlock(const Estimate &estimate, const FrameFormat &format, int frames
   Buffer<std::uint8_t> ring = Buffer<std::uint8_t>::unfilled(ringBytes);
   if (!ring) return Status::OutOfMemory;
   if (leavesTraces) std::memset(ring.data(), 0, ringBytes);
+  RowTeam team(settings.threads);
 
   for (int k = 0; k < frames; ++k) {
     const BandedWarp warp = warpOf(k);
     if (isPlainCrop(warp.job, out)) {
       cropDown(warp.place, warp.job.source, -warp.job.offsetX, -warp.job.offsetY, out);
     } else {
-      warpInBands(warp, settings.threads, ring.data());
+      warpInBands(warp, team, ring.data());
     }
     if (!settings.progress.report(kFeatureShare + (k + 1) * (kWarpShare / frames))) return Status::Cancelled;
   }
   if (byRank && outBytes != frameBytes) {
     for (int i = 1; i < frames; ++i) {
       const auto index = static_cast<std::size_t>(i);
-      moveDownOnThreads(bytes + index * outBytes, bytes + index * frameBytes, outBytes, settings.threads);
+      moveDownByTeam(team, bytes + index * outBytes, bytes + index * frameBytes, outBytes);
     }
   }
   return Status::Ok;

@@ -13,7 +13,7 @@ namespace vindrel {
 
 // Of output rows that are warped together: little enough for a few bands to stay in the cache, enough to share among
 // threads.
-constexpr std::size_t kBandBytes = std::size_t{1} << 22;
+constexpr std::size_t kBandBytes = std::size_t{1} << 21;
 
 struct WarpBlockSettings {
   int threads = 1;

@@ -99,7 +99,8 @@ TEST(BandedWarp, LeavesTheBytesOfAWarpIntoOtherMemory) {
           std::copy(warped.begin(), warped.end(), expected.begin() + static_cast<std::ptrdiff_t>(place));
           const BandedWarp banded = bandedWarp(c, block.data() + kBefore, block.data() + place, bandRows);
           std::vector<std::uint8_t> ring(static_cast<std::size_t>(ringBands(banded)) * bandBytes(banded));
-          warpInBands(banded, threads, ring.data());
+          RowTeam team(threads);
+          warpInBands(banded, team, ring.data());
           // What lies behind the output was the source's and is nobody's any more.
           const auto end = static_cast<std::ptrdiff_t>(place + kOutBytes);
           ASSERT_TRUE(std::equal(expected.begin(), expected.begin() + end, block.begin())) << c.name << ' ' << bandRows;
@@ -128,7 +129,8 @@ TEST(BandedWarp, OfNothingNeedsNoRing) {
   warp.out = {0, 10};
   EXPECT_EQ(ringBands(warp), 0);
   EXPECT_EQ(bandBytes(warp), 0u);
-  warpInBands(warp, 2, nullptr);
+  RowTeam team(2);
+  warpInBands(warp, team, nullptr);
 }
 
 } // namespace

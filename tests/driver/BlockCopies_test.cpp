@@ -17,17 +17,6 @@ std::vector<std::uint8_t> noise(std::size_t count) {
   return bytes;
 }
 
-TEST(BlockCopies, CopyWholeBlocksOnAnyNumberOfThreads) {
-  const std::vector<std::uint8_t> from = noise(3'000'001);
-  for (const std::size_t bytes : {std::size_t{0}, std::size_t{1}, std::size_t{600'000}, from.size() - 1})
-    for (const int threads : {0, 1, 2, 3, 7}) {
-      std::vector<std::uint8_t> to(from.size(), 9);
-      copyOnThreads(to.data(), from.data(), bytes, threads);
-      ASSERT_TRUE(std::equal(to.begin(), to.begin() + static_cast<std::ptrdiff_t>(bytes), from.begin()));
-      ASSERT_EQ(to[bytes], 9);
-    }
-}
-
 TEST(BlockCopies, MoveDownOverWhatIsMoved) {
   const std::vector<std::uint8_t> before = noise(5'100'000);
   constexpr std::size_t kBytes = 2'500'000;
@@ -35,7 +24,8 @@ TEST(BlockCopies, MoveDownOverWhatIsMoved) {
     for (const int threads : {1, 2, 5}) {
       std::vector<std::uint8_t> block = before, expected = before;
       std::copy_n(before.begin() + static_cast<std::ptrdiff_t>(100 + distance), kBytes, expected.begin() + 100);
-      moveDownOnThreads(block.data() + 100, block.data() + 100 + distance, kBytes, threads);
+      RowTeam team(threads);
+      moveDownByTeam(team, block.data() + 100, block.data() + 100 + distance, kBytes);
       ASSERT_EQ(block, expected) << distance << ' ' << threads;
     }
 }
