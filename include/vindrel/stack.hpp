@@ -37,7 +37,10 @@ enum class Model {
   Auto,
 };
 
-/// The frame that the others are placed on, and that keeps its pixels.
+/// The frame that the others are placed on, and that keeps its pixels. Frames are compared with their neighbours in
+/// brightness only: one that shows something else than the rest parts the stack, and none of the frames beyond it is
+/// found. When it is the reference itself, being the brightest by chance, no frame is found at all.
+/// FrameEstimate::reason says then on which side a reference would find a frame.
 enum class ReferenceChoice {
   /// The one that the search starts from: the brightest frame; for shifts the second brightest, since the brightest is
   /// often clipped too much for the others to depend on it. Nothing is re-based then.
@@ -94,9 +97,11 @@ enum class Verdict {
 /// What is known of one frame. Shifts that come from bitmaps rest on no points: pairs, inliers, rms and coverage are 0.
 struct FrameEstimate {
   Verdict verdict = Verdict::NotFound;
-  std::string reason = {}; ///< empty when Found or Reference; otherwise why not, in a few words
-  bool dropped = false;    ///< with OnUnaligned::Drop: not found, and not part of the common rectangle
-  int rank = 0;            ///< position by brightness, 0 the brightest
+  /// Empty when Found or Reference; otherwise why not, in a few words, and what finds the frame if that is another
+  /// reference: "a brighter frame was not aligned; choose a darker reference".
+  std::string reason = {};
+  bool dropped = false; ///< with OnUnaligned::Drop: not found, and not part of the common rectangle
+  int rank = 0;         ///< position by brightness, 0 the brightest
 
   /// Maps points of the reference frame, which is the output's frame before any crop, onto this one. Its elements are
   /// the very numbers of the warp: single precision, the last two of the third row after division by 100000.

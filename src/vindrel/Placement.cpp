@@ -45,6 +45,10 @@ int referenceRank(const RankedStack &stack, const StackOptions &options) {
   return static_cast<int>(std::find(stack.order.begin(), stack.order.end(), index) - stack.order.begin());
 }
 
+bool isTrusted(const RankedStack &stack, const RankedLink &link) {
+  return link.doubt.empty() && std::sqrt(link.variance) <= stack.largestExpectedError;
+}
+
 // The frames on one side of the reference, from the nearest on. step: 1 towards the darker ones, -1 the brighter.
 void judgeSide(const RankedStack &stack, int reference, int step, StackEstimate &result) {
   double variance = 0;
@@ -69,6 +73,12 @@ void judgeSide(const RankedStack &stack, int reference, int step, StackEstimate 
     }
     broken = !frame.reason.empty();
     frame.verdict = broken ? Verdict::NotFound : Verdict::Found;
+    if (!broken || stack.littleOverlap) continue;
+    // It has a place on either of its neighbours: only the way to this reference is not to be trusted.
+    const int next = rank + step;
+    const bool hasNext = next >= 0 && next < static_cast<int>(stack.order.size());
+    if (isTrusted(stack, link) || (hasNext && isTrusted(stack, stack.links[at(step > 0 ? next : rank)])))
+      frame.reason += step > 0 ? "; choose a darker reference" : "; choose a brighter reference";
   }
 }
 

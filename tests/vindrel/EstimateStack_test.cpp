@@ -18,7 +18,9 @@
 namespace vindrel::test {
 namespace {
 
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 const StackBlock &fiveFrames() {
   static const StackBlock stack =
@@ -236,12 +238,12 @@ TEST(EstimateStack, LeavesNoFillInTheCommonRectangleOfAnotherReference) {
   }
 }
 
-// Frame 2 of five, in brightness, shows another scene.
-StackBlock withStranger(int &stranger) {
+// Of five frames the one at a rank shows another scene.
+StackBlock withStranger(int rank, int &stranger) {
   StackBlock stack = fiveFrames();
   const StackEstimate estimate = estimateStack(framesOf(stack), kPerspective).value();
   stranger = 0;
-  while (estimate.frames[static_cast<std::size_t>(stranger)].rank != 2)
+  while (estimate.frames[static_cast<std::size_t>(stranger)].rank != rank)
     ++stranger;
   const StackBlock other = makeStack({900, 700}, {.frames = 5, .evStep = 0.5, .motion = Motion::Affine, .seed = 3}, 99);
   std::copy_n(
@@ -254,7 +256,7 @@ StackBlock withStranger(int &stranger) {
 class Unaligned : public ::testing::Test {
 protected:
   int stranger = 0;
-  StackBlock stack = withStranger(stranger);
+  StackBlock stack = withStranger(2, stranger);
   StackEstimate estimate(OnUnaligned policy) {
     StackOptions options = kPerspective;
     options.onUnaligned = policy;
@@ -271,9 +273,10 @@ TEST_F(Unaligned, FramesAndThoseBehindThemAreNamedWithTheirReasons) {
     } else {
       EXPECT_EQ(frame.verdict, Verdict::NotFound);
       if (frame.rank > 2) {
-        EXPECT_EQ(frame.reason, "a brighter frame was not aligned");
+        EXPECT_EQ(frame.reason, "a brighter frame was not aligned; choose a darker reference");
       } else {
         EXPECT_NE(frame.reason, "");
+        EXPECT_THAT(frame.reason, Not(HasSubstr("reference"))); // none finds it
       }
     }
     EXPECT_FALSE(frame.dropped);
@@ -319,8 +322,28 @@ TEST_F(Unaligned, FramesOnTheBrighterSideOfAReferenceAreNamedToo) {
     if (frame.rank >= 3) {
       EXPECT_NE(frame.verdict, Verdict::NotFound) << frame.rank;
     } else if (frame.rank <= 1) {
-      EXPECT_EQ(frame.reason, "a darker frame was not aligned") << frame.rank;
+      EXPECT_EQ(frame.reason, "a darker frame was not aligned; choose a brighter reference") << frame.rank;
     }
+  }
+}
+
+TEST(EstimateStack, SaysWhatFindsTheFramesWhenTheReferenceIsTheStranger) {
+  int stranger = 0;
+  const StackBlock stack = withStranger(0, stranger);
+  const StackEstimate lost = estimateStack(framesOf(stack), kPerspective).value();
+  ASSERT_EQ(lost.reference, stranger);
+  for (int i = 0; i < 5; ++i) {
+    const FrameEstimate &frame = lost.frames[static_cast<std::size_t>(i)];
+    if (i == stranger) continue;
+    EXPECT_EQ(frame.verdict, Verdict::NotFound);
+    EXPECT_THAT(frame.reason, EndsWith("; choose a darker reference"));
+    StackOptions options = kPerspective;
+    options.reference = ReferenceChoice::Index;
+    options.referenceIndex = i;
+    const StackEstimate found = estimateStack(framesOf(stack), options).value();
+    for (int j = 0; j < 5; ++j)
+      EXPECT_EQ(found.frames[static_cast<std::size_t>(j)].verdict == Verdict::NotFound, j == stranger) << i << ' ' << j;
+    EXPECT_THAT(found.frames[static_cast<std::size_t>(stranger)].reason, Not(HasSubstr("reference")));
   }
 }
 
