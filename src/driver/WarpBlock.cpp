@@ -1,6 +1,7 @@
 #include "driver/WarpBlock.h"
 
 #include "base/Buffer.h"
+#include "base/StaticShare.h"
 #include "driver/BandedWarp.h"
 #include "driver/BlockCopies.h"
 #include "driver/TilePass.h"
@@ -81,7 +82,7 @@ Status warpBlock(const Estimate &estimate, const FrameFormat &format, int frames
   Buffer<std::uint8_t> ring = Buffer<std::uint8_t>::unfilled(ringBytes);
   if (!ring) return Status::OutOfMemory;
   if (leavesTraces) std::memset(ring.data(), 0, ringBytes);
-  RowTeam team(settings.threads);
+  RowTeam team(usefulThreads(out.height, settings.threads));
 
   for (int k = 0; k < frames; ++k) {
     const BandedWarp warp = warpOf(k);
