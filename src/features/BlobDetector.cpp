@@ -15,6 +15,7 @@
 #include <cmath>
 #include <cstdio>
 #include <initializer_list>
+#include <span>
 
 namespace vindrel {
 namespace {
@@ -71,12 +72,15 @@ public:
     const int begin = kScanMargin, end = size_.width - kScanMargin;
     for (int y = kScanMargin; y < size_.height - kScanMargin; ++y) {
       int next = begin; // first column of the row not yet counted as visited
-      for (const Extremum &extremum : rows.in(y)) {
-        tolerances_.visit(extremum.column + 1 - next, count_);
-        next = extremum.column + 1;
-        tryPoint(extremum.responses, extremum.column, y, level);
-        if (isFull()) return Status::Ok;
+      const std::span<const Extremum> extrema = rows.in(y);
+      for (std::size_t i = 0; i < extrema.size() && !isFull(); ++i) {
+        if (i % kTogether == 0) refineFrom(extrema.subspan(i));
+        const std::int32_t column = extrema[i].column;
+        tolerances_.visit(column + 1 - next, count_);
+        next = column + 1;
+        tryPoint(refined_[i % kTogether], column, y, level);
       }
+      if (isFull()) return Status::Ok;
       tolerances_.visit(end - next, count_);
     }
     return Status::Ok;
@@ -105,8 +109,10 @@ private:
         tolerances_.visit(1, count_);
         if (std::abs(responsesAt(sums_, size_, std::ptrdiff_t{y} * levelPixels.width + x)[1]) < kLeastResponse)
           continue;
-        const ResponseCube responses = around(x, y, levelPixels.width);
-        if (isExtremum(responses)) tryPoint(responses, x, y, level);
+        const Extremum extremum = {x, around(x, y, levelPixels.width)};
+        if (!isExtremum(extremum.responses)) continue;
+        refineFrom({&extremum, 1});
+        tryPoint(refined_[0], x, y, level);
         if (isFull()) return;
       }
   }
@@ -122,21 +128,25 @@ private:
     return responses;
   }
 
-  // Refines the extremum at (x, y) and keeps it if it stays near. Its entries are written first: those beyond the count
-  // are scratch.
-  void tryPoint(const ResponseCube &responses, int x, int y, int level) {
+  // Refines the first few of the extrema.
+  void refineFrom(std::span<const Extremum> extrema) {
+    refineExtrema(extrema.data(), static_cast<int>(std::min<std::size_t>(extrema.size(), kTogether)), refined_);
+  }
+
+  // Keeps the extremum at (x, y) if it stays near. Its entries are written first: those beyond the count are scratch.
+  void tryPoint(const RefinedExtremum &refined, int x, int y, int level) {
     points_.x[count_] = x;
     points_.y[count_] = y;
     points_.scaleCode[count_] = level;
-    const std::optional<SubpixelOffset> offset = refineExtremum(responses);
-    if (!offset) {
+    const SubpixelOffset &offset = refined.offset;
+    if (!refined.exists) {
       std::fprintf(stderr, "%d  %d rejete - resolution impossible\n", y, x);
       return;
     }
-    if (!isWithin(*offset, tolerances_.current())) return;
-    points_.x[count_] = fullResolution(hundredths(x, offset->x), level);
-    points_.y[count_] = fullResolution(hundredths(y, offset->y), level);
-    points_.scaleCode[count_] = static_cast<std::int32_t>(hundredths(level, offset->size));
+    if (!isWithin(offset, tolerances_.current())) return;
+    points_.x[count_] = fullResolution(hundredths(x, offset.x), level);
+    points_.y[count_] = fullResolution(hundredths(y, offset.y), level);
+    points_.scaleCode[count_] = static_cast<std::int32_t>(hundredths(level, offset.size));
     ++count_;
   }
 
@@ -148,12 +158,15 @@ private:
     return static_cast<std::int32_t>(coordinate << level);
   }
 
+  static constexpr std::size_t kTogether = 16; // extrema refined at once
+
   const std::uint16_t *sums_;
   Size size_;
   int maxPoints_;
   FeaturePointsView points_;
   AdaptiveTolerances tolerances_;
   int count_ = 0;
+  RefinedExtremum refined_[kTogether]; // of the extrema being tried
 };
 
 // Whether the descriptor's square and the row and column before it lie inside the image around every point.

@@ -5,7 +5,6 @@
 #include "features/ResponseKernel.h"
 
 #include <cstdint>
-#include <optional>
 
 namespace vindrel {
 
@@ -21,16 +20,28 @@ struct Tolerances {
   float size = 0;     // steps between filter sizes
 };
 
-// The offset of the extremum from the middle of the cube, or nothing when its Hessian is singular. Responses are
-// widened to double before they are subtracted.
-std::optional<SubpixelOffset> refineExtremum(const ResponseCube &cube);
+struct RefinedExtremum {
+  SubpixelOffset offset; // from the middle of the cube; anything unless it exists
+  bool exists = false;   // not when the Hessian is singular
+};
+
+// Refines so many extrema. Responses are widened to double before they are subtracted.
+void refineExtrema(const Extremum *extrema, int count, RefinedExtremum *refined);
 
 // True when the offset is within the tolerances, which themselves are inside; an undefined offset is not.
-bool isWithin(const SubpixelOffset &offset, Tolerances tolerances);
+inline bool isWithin(const SubpixelOffset &offset, Tolerances tolerances) {
+  const double position = tolerances.position, size = tolerances.size;
+  return -position <= offset.x && offset.x <= position && -position <= offset.y && offset.y <= position &&
+         -size <= offset.size && offset.size <= size;
+}
 
 // The whole pixel for a coordinate in hundredths of a pixel: its truncated quotient by 100, plus one when half a pixel
 // more than the coordinate passes that quotient. For coordinates from 0 on it always does, so a point 0.01 pixel left
 // of its column's start ends in that column and any other in the next.
-std::int32_t wholePixel(std::int32_t hundredths);
+inline std::int32_t wholePixel(std::int32_t hundredths) {
+  const std::int32_t quotient = hundredths / 100;
+  const bool next = static_cast<double>(static_cast<float>(hundredths * 0.01)) + 0.5 > quotient;
+  return next ? quotient + 1 : quotient;
+}
 
 } // namespace vindrel

@@ -13,8 +13,10 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <bit>
 #include <cmath>
 #include <limits>
+#include <random>
 #include <vector>
 
 namespace vindrel::test {
@@ -308,6 +310,13 @@ TEST(Extremum, MustBeStrictAgainstEachOfThe26Neighbours) {
         }
 }
 
+RefinedExtremum refineOne(const ResponseCube &cube) {
+  const Extremum extremum = {0, cube};
+  RefinedExtremum refined;
+  refineExtrema(&extremum, 1, &refined);
+  return refined;
+}
+
 TEST(Refinement, FindsTheExtremumOfAQuadratic) {
   // 50000 - 100 ((x - 0.25)^2 + 2 (y + 0.125)^2 + 4 (s - 0.0625)^2), rounded to single precision.
   Cube cube;
@@ -316,17 +325,65 @@ TEST(Refinement, FindsTheExtremumOfAQuadratic) {
       for (int x = -1; x <= 1; ++x)
         cube.at[s + 1][y + 1][x + 1] = static_cast<float>(
             50000 - 100 * ((x - 0.25) * (x - 0.25) + 2 * (y + 0.125) * (y + 0.125) + 4 * (s - 0.0625) * (s - 0.0625)));
-  const auto offset = refineExtremum(cube);
-  ASSERT_TRUE(offset);
-  EXPECT_NEAR(0.25, offset->x, 1e-4);
-  EXPECT_NEAR(-0.125, offset->y, 1e-4);
-  EXPECT_NEAR(0.0625, offset->size, 1e-4);
+  const RefinedExtremum refined = refineOne(cube);
+  ASSERT_TRUE(refined.exists);
+  EXPECT_NEAR(0.25, refined.offset.x, 1e-4);
+  EXPECT_NEAR(-0.125, refined.offset.y, 1e-4);
+  EXPECT_NEAR(0.0625, refined.offset.size, 1e-4);
 }
 
 TEST(Refinement, FindsNothingWhereTheHessianIsSingular) {
   Cube cube; // Hxx is zero and so are all mixed terms: the first pivot is zero
   cube.at[1][1][1] = cube.at[1][1][0] = cube.at[1][1][2] = 20000.0f;
-  EXPECT_FALSE(refineExtremum(cube));
+  EXPECT_FALSE(refineOne(cube).exists);
+}
+
+bool sameBits(double a, double b) {
+  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b) || (std::isnan(a) && std::isnan(b));
+}
+
+TEST(Refinement, MatchesTheReferenceBitForBitForAnyNumberOfCubes) {
+  // Cubes of responses as they come; of few values, so that candidates for pivot tie, vanish and are negative; with
+  // mixed terms of zero, or all but one response zero; and with what is infinite or not a number among them.
+  std::mt19937 random(31);
+  const auto response = [&](int kind) {
+    const auto small = static_cast<float>(static_cast<int>(random() % 5) - 2);
+    if (kind == 0) return (static_cast<float>(random() % 2000001) - 1e6f) * 0.37f;
+    if (kind == 1) return 1000 * small;
+    if (kind == 2) return random() % 3 == 0 ? 1e5f * small : 0.0f;
+    const float odd[] = {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN(), -0.0f, 3e38f};
+    return random() % 20 == 0 ? odd[random() % 4] : 100 * small;
+  };
+  int existing = 0, missing = 0;
+  onEveryTarget([&] {
+    for (int count = 0; count <= 37; ++count)
+      for (int kind = 0; kind < 4; ++kind)
+        for (int trial = 0; trial < 8; ++trial) {
+          std::vector<Extremum> extrema(static_cast<std::size_t>(count));
+          std::vector<RefinedExtremum> refined(extrema.size() + 1, {{77, 77, 77}, true});
+          for (Extremum &extremum : extrema)
+            for (auto &map : extremum.responses.at)
+              for (auto &row : map)
+                for (float &value : row)
+                  value = response(kind);
+          refineExtrema(extrema.data(), count, refined.data());
+          EXPECT_EQ(77, refined.back().offset.x); // not written
+          for (std::size_t i = 0; i < extrema.size(); ++i) {
+            const auto &maps = extrema[i].responses.at;
+            double expected[3] = {};
+            const bool exists = reference::refine(&maps[0][1][1], &maps[1][1][1], &maps[2][1][1], 4, expected);
+            ASSERT_EQ(exists, refined[i].exists);
+            ++(exists ? existing : missing);
+            if (!exists) continue;
+            const SubpixelOffset &offset = refined[i].offset;
+            ASSERT_TRUE(sameBits(expected[0], offset.x)) << expected[0] << " " << offset.x;
+            ASSERT_TRUE(sameBits(expected[1], offset.y)) << expected[1] << " " << offset.y;
+            ASSERT_TRUE(sameBits(expected[2], offset.size)) << expected[2] << " " << offset.size;
+          }
+        }
+  });
+  EXPECT_GT(existing, 1000);
+  EXPECT_GT(missing, 1000);
 }
 
 TEST(Tolerance, KeepsAPointExactlyOnIt) {

@@ -111,6 +111,23 @@ inline bool standsOut(const float *m9, const float *m15, const float *m21, std::
   return true;
 }
 
+// Where the extremum of the quadratic through the responses lies, in columns, rows and steps of size; false where its
+// Hessian is singular. Pointers to the extremum in the maps of the three sizes.
+inline bool refine(const float *at9, const float *at15, const float *at21, std::int64_t stride, double *offset) {
+  const auto m9 = [&](int dx, int dy) { return double{at9[dy * stride + dx]}; };
+  const auto m15 = [&](int dx, int dy) { return double{at15[dy * stride + dx]}; };
+  const auto m21 = [&](int dx, int dy) { return double{at21[dy * stride + dx]}; };
+  const double v = m15(0, 0);
+  const double hxx = m15(1, 0) + m15(-1, 0) - 2 * v, hyy = m15(0, 1) + m15(0, -1) - 2 * v;
+  const double hss = m21(0, 0) + m9(0, 0) - 2 * v;
+  const double hxy = 0.25 * ((m15(1, 1) + m15(-1, -1)) - (m15(-1, 1) + m15(1, -1)));
+  const double hxs = 0.25 * ((m21(1, 0) - m21(-1, 0)) - (m9(1, 0) - m9(-1, 0)));
+  const double hys = 0.25 * ((m21(0, 1) - m21(0, -1)) - (m9(0, 1) - m9(0, -1)));
+  double matrix[9] = {hxx, hxy, hxs, hxy, hyy, hys, hxs, hys, hss};
+  double right[3] = {-0.5 * (m15(1, 0) - m15(-1, 0)), -0.5 * (m15(0, 1) - m15(0, -1)), -0.5 * (m21(0, 0) - m9(0, 0))};
+  return gaussEliminate(3, matrix, right, offset);
+}
+
 inline std::int32_t converted(std::int32_t value) {
   const std::int32_t q = value / 100;
   return static_cast<float>(value * 0.01) + 0.5 > q ? q + 1 : q;
@@ -155,20 +172,8 @@ inline Points detect(const Image &image, int levels, int maxPoints) {
         const float *at9 = &maps[0][y * w + x], *at15 = &maps[1][y * w + x], *at21 = &maps[2][y * w + x];
         if (!standsOut(at9, at15, at21, w)) continue;
 
-        const auto m9 = [&](int dx, int dy) { return double{at9[dy * w + dx]}; };
-        const auto m15 = [&](int dx, int dy) { return double{at15[dy * w + dx]}; };
-        const auto m21 = [&](int dx, int dy) { return double{at21[dy * w + dx]}; };
-        const double v = m15(0, 0);
-        const double hxx = m15(1, 0) + m15(-1, 0) - 2 * v, hyy = m15(0, 1) + m15(0, -1) - 2 * v;
-        const double hss = m21(0, 0) + m9(0, 0) - 2 * v;
-        const double hxy = 0.25 * ((m15(1, 1) + m15(-1, -1)) - (m15(-1, 1) + m15(1, -1)));
-        const double hxs = 0.25 * ((m21(1, 0) - m21(-1, 0)) - (m9(1, 0) - m9(-1, 0)));
-        const double hys = 0.25 * ((m21(0, 1) - m21(0, -1)) - (m9(0, 1) - m9(0, -1)));
-        double matrix[9] = {hxx, hxy, hxs, hxy, hyy, hys, hxs, hys, hss};
-        double right[3] = {-0.5 * (m15(1, 0) - m15(-1, 0)), -0.5 * (m15(0, 1) - m15(0, -1)),
-                           -0.5 * (m21(0, 0) - m9(0, 0))};
         double o[3];
-        if (!gaussEliminate(3, matrix, right, o)) {
+        if (!refine(at9, at15, at21, w, o)) {
           points.rejections += std::to_string(y) + "  " + std::to_string(x) + " rejete - resolution impossible\n";
           continue;
         }
