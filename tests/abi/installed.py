@@ -47,6 +47,12 @@ def main():
         sys.exit("the installed C++ headers are not those of the tree: %s" % sorted(headers))
     for name in ("LICENSE", "README.md", "transforms.schema.json"):
         findFolder(prefix, name)
+    # Where Doxygen is there, the references of both interfaces, the one inside the other.
+    for page in ("VindrelRegLib_8h.html", os.path.join("cpp", "stack_8hpp.html")):
+        if os.path.isfile(os.path.join(build, "docs", "html", page)):
+            folder = os.path.join(findFolder(prefix, "VindrelRegLib_8h.html"), os.path.dirname(page))
+            if not os.path.isfile(os.path.join(folder, "index.html")):
+                sys.exit("%s: the reference was not installed whole" % page)
     for folder, _, names in os.walk(prefix):
         for name in names:
             with open(os.path.join(folder, name), "rb") as file:
@@ -83,13 +89,16 @@ def useCpp(cmake, compiler, pkgConfig, source, prefix, scratch):
     run(cmake, "-G", "Ninja", "-S", source, "-B", consumer, "-DCMAKE_PREFIX_PATH=" + prefix,
         "-DCMAKE_CXX_COMPILER=" + compiler, "-DCMAKE_CXX_FLAGS=" + strict, "-DCMAKE_BUILD_TYPE=Release")
     run(cmake, "--build", consumer)
-    run(os.path.join(consumer, "align_source"))
+    run(os.path.join(consumer, "align_source"), os.path.join(scratch, "first.json"))
 
     flags = output(pkgConfig, "--cflags", "--libs", "vindrel", PKG_CONFIG_PATH=findFolder(prefix, "vindrel.pc"))
     program = os.path.join(scratch, "cpp_with_pkg_config")
     run("/bin/sh", "-c", '"$1" %s "$2" -o "$3" %s' % (strict, flags), "sh", compiler,
         os.path.join(source, "align_source.cpp"), program)
-    run(program, LD_LIBRARY_PATH=findFolder(prefix, "libvindrel.so.1"))
+    run(program, os.path.join(scratch, "second.json"), LD_LIBRARY_PATH=findFolder(prefix, "libvindrel.so.1"))
+    # One library, whichever way it was found.
+    if open(os.path.join(scratch, "first.json"), "rb").read() != open(os.path.join(scratch, "second.json"), "rb").read():
+        sys.exit("the two programs saved different transforms")
 
 
 main()
