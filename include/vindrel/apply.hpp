@@ -25,22 +25,27 @@ enum class Filter {
   Nearest,  ///< the nearest sample, for masks and for shifts by whole pixels; covers -1/2 <= x < w - 1/2, y alike
 };
 
+/// How to resample.
 struct WarpOptions {
-  Filter filter = Filter::Bilinear;
-  int threads = 1; ///< 1 to 1024; the bytes are the same for any number
+  Filter filter = Filter::Bilinear; ///< see there
+  /// 1 to 1024, the caller's included; the bytes are the same for any number. Threads that cannot be started are done
+  /// without.
+  int threads = 1;
 };
 
 /// Resamples `source` into `out`: pixel (x, y) of out shows the source where the transform takes the point
 /// (rectangle.x + x, rectangle.y + y). Source and out have 1 to 4 channels, the same number and depth; out has the
 /// rectangle's size; rows of both may lie any distance apart that holds a row, in either order; they must not overlap.
-/// The filters Bilinear of 8 and 16 bits take the matrix in single precision. An error, and out unchanged, when an
-/// argument does not fit.
+/// Bilinear, of 8 and 16 bits, takes the matrix in single precision. The rectangle begins at most 16777216 pixels from
+/// the origin; the transform's elements are finite, and its last is not 0. ErrorCode::InvalidArgument, and out
+/// unchanged, when anything does not fit.
 VINDREL_API Result<void> warpImage(const Transform &sourceFromOutput, const ImageView &source,
                                    const Rectangle &rectangle, const MutableImageView &out,
                                    const WarpOptions &options = {});
 
 /// Resamples frame `index` of a stack, or another image of its size (a further channel, a mask, the unclipped
-/// original), into the common rectangle. Of shifts, samples are copied when the filter is Bilinear.
+/// original), into the common rectangle: warpImage() by FrameEstimate::frameFromReference into StackEstimate::common.
+/// Of shifts, samples are copied when the filter is Bilinear. The estimate may be one that was loaded from a file.
 VINDREL_API Result<void> warpFrame(const StackEstimate &estimate, int index, const ImageView &image,
                                    const MutableImageView &out, const WarpOptions &options = {});
 

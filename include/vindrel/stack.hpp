@@ -45,10 +45,10 @@ enum class ReferenceChoice {
   /// The one that the search starts from: the brightest frame; for shifts the second brightest, since the brightest is
   /// often clipped too much for the others to depend on it. Nothing is re-based then.
   Anchor,
-  Brightest,
-  Middle, ///< in brightness; the brighter of two
-  First,  ///< of those handed over
-  Index,  ///< StackOptions::referenceIndex
+  Brightest, ///< of several alike, the one handed over first
+  Middle,    ///< in brightness; the brighter of two
+  First,     ///< of those handed over
+  Index,     ///< StackOptions::referenceIndex
 };
 
 /// What becomes of frames that were not found.
@@ -63,31 +63,34 @@ enum class OnUnaligned {
 };
 
 /// Receives the fraction done, 0 to 1, and returns false to cancel. Called from one thread at a time, which may be one
-/// that the library started.
+/// that the library started; the others wait for it. May throw, which cancels with ErrorCode::CallbackFailed.
 using ProgressFunction = std::function<bool(double fraction)>;
 
+/// How a stack is estimated. As they stand, and with Model::Affine, the options give the transforms of rt_align() for
+/// the same range and threads; with Model::Shift, those of tr_align() for the same levels.
 struct StackOptions {
-  Model model = Model::Perspective;
-  ReferenceChoice reference = ReferenceChoice::Anchor;
-  int referenceIndex = 0; ///< with ReferenceChoice::Index
-  OnUnaligned onUnaligned = OnUnaligned::Guess;
+  Model model = Model::Perspective;                    ///< see there
+  ReferenceChoice reference = ReferenceChoice::Anchor; ///< see there
+  int referenceIndex = 0;                              ///< with ReferenceChoice::Index: of a frame, from 0
+  OnUnaligned onUnaligned = OnUnaligned::Guess;        ///< see there
   int threads = 1; ///< 1 to 1024. The perspective search draws by thread: its results are repeatable for a number of
                    ///< threads, all others are the same for any
   /// Farthest that frames next to each other in brightness may lie apart, in pixels; 0: a tenth of the width and of the
   /// height. Shifts are searched equally far both ways: beyond the larger of the two and up to about twice as far, as
   /// the search doubles its reach.
   int maxShiftX = 0;
-  int maxShiftY = 0;
+  int maxShiftY = 0;   ///< see maxShiftX
   bool polish = false; ///< affine: fit all agreeing pairs after the search; false gives the bytes of rt_align()
-  ProgressFunction progress = {};
+  ProgressFunction progress = {}; ///< may be empty
 };
 
 /// What a model costs by the criterion of Model::Auto, summed over the links of the stack; the least is taken.
 struct ModelScore {
-  Model model = Model::Perspective;
-  double criterion = 0;
+  Model model = Model::Perspective; ///< never Auto
+  double criterion = 0;             ///< the less the better; means nothing across stacks
 };
 
+/// What a frame's transform may be called.
 enum class Verdict {
   Reference, ///< the frame the others are placed on
   Found,     ///< aligned: the evidence supports the transform over the whole frame
@@ -96,7 +99,7 @@ enum class Verdict {
 
 /// What is known of one frame. Shifts that come from bitmaps rest on no points: pairs, inliers, rms and coverage are 0.
 struct FrameEstimate {
-  Verdict verdict = Verdict::NotFound;
+  Verdict verdict = Verdict::NotFound; ///< see there
   /// Empty when Found or Reference; otherwise why not, in a few words, and what finds the frame if that is another
   /// reference: "a brighter frame was not aligned; choose a darker reference".
   std::string reason = {};
@@ -118,20 +121,22 @@ struct FrameEstimate {
   /// Found: 0.41 for each comparison on the way.
   double expectedError = 0;
 
-  /// What the transform makes of the frame: by how much its corners differ from right angles at most, degrees, and the
-  /// square root of its area against the frame's. Photographs taken by hand are far from 10 degrees, one half and two:
-  /// beyond these a frame is not found, whatever else speaks for it.
+  /// What the transform makes of the frame: by how much its corners differ from right angles at most, degrees.
+  /// Photographs taken by hand are far from 10: beyond, a frame is not found, whatever else speaks for it.
   double cornerDeviation = 0;
+  /// And the square root of its area against the frame's; 0 when the transform turns it inside out. Found are frames
+  /// from one half to two.
   double scale = 1;
 };
 
+/// What was found of a stack. Holds no pixels.
 struct StackEstimate {
   Model model = Model::Perspective;         ///< of the transforms; never Auto
   std::vector<ModelScore> modelScores = {}; ///< with Model::Auto: of each model, the smallest model first; all 0 when
                                             ///< no link is supported by any, and the model is Perspective then
-  Size frameSize = {};
-  int reference = 0;                      ///< index of the reference
-  std::vector<FrameEstimate> frames = {}; ///< in the order they were handed over
+  Size frameSize = {};                      ///< of every frame
+  int reference = 0;                        ///< index of the reference
+  std::vector<FrameEstimate> frames = {};   ///< in the order they were handed over
 
   /// What all frames cover (but those dropped), in pixels of the reference: the output's frame, cropped. The whole
   /// frame when they share less than 30 % of its width or height; nothing is aligned then, and every frame says so.
@@ -139,17 +144,26 @@ struct StackEstimate {
 };
 
 /// Estimates from frames in memory: at least one, all of one size, channel count (1 to 4) and depth (8 or 16 bits).
+/// They are read only, by the threads of this call, and are not needed afterwards.
+///
+/// ErrorCode::InvalidArgument names the frame or the option that does not fit and what to change; Cancelled and
+/// CallbackFailed come from the progress function; NotAligned, with the frames and their reasons, only with
+/// OnUnaligned::Fail; OutOfMemory. Frames that are not found are no error otherwise.
 VINDREL_API Result<StackEstimate> estimateStack(std::span<const ImageView> frames, const StackOptions &options = {});
 
 /// Frames handed over one at a time, for stacks larger than memory.
 struct StackSource {
-  int count = 0;
+  int count = 0; ///< frames
   /// Frame `index`, 0 to count - 1, or why it cannot be had, which ends the estimate. Called on the caller's thread,
   /// for every frame about twice (for shifts up to four times). Its pixels must stay where they are until the next but
-  /// one call, or the end of the estimate: two frames are in use at most.
+  /// one call, or the end of the estimate: two frames are in use at most. May throw, which ends the estimate with
+  /// ErrorCode::SourceFailed.
   std::function<Result<ImageView>(int index)> frame = {};
 };
 
+/// The same of frames that a source hands over. Beside two of them, memory is needed for the points of two frames or
+/// for bitmaps as large as one frame, and for a small copy of each. ErrorCode::SourceFailed as well, with the source's
+/// message.
 VINDREL_API Result<StackEstimate> estimateStack(const StackSource &source, const StackOptions &options = {});
 
 } // namespace vindrel

@@ -12,15 +12,19 @@
 
 namespace vindrel {
 
+/// A place in a frame.
 struct Point2 {
-  double x = 0; ///< pixels
-  double y = 0;
+  double x = 0; ///< pixels, to the right
+  double y = 0; ///< pixels, downward
   friend bool operator==(const Point2 &, const Point2 &) = default;
 };
 
+/// A projective transform of the plane.
 struct VINDREL_API Transform {
+  /// Row-major: (u, v, w) = (m0 x + m1 y + m2, m3 x + m4 y + m5, m6 x + m7 y + m8). The identity by default.
   std::array<double, 9> matrix = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 
+  /// The transform that takes (0, 0) to (x, y).
   static constexpr Transform translation(double x, double y) { return {{1, 0, x, 0, 1, y, 0, 0, 1}}; }
 
   /// Where a point goes. Infinite or not a number for points on the horizon, the line that the transform sends to
@@ -31,8 +35,8 @@ struct VINDREL_API Transform {
     return {(m[0] * point.x + m[1] * point.y + m[2]) / w, (m[3] * point.x + m[4] * point.y + m[5]) / w};
   }
 
-  /// The transform back. An error when there is none: elements that are no numbers, or a matrix that squeezes the plane
-  /// onto a line.
+  /// The transform back. ErrorCode::InvalidArgument when there is none: elements that are no numbers, or a matrix that
+  /// squeezes the plane onto a line.
   Result<Transform> inverse() const;
 
   /// Whether it moves by whole pixels and does nothing else.
@@ -44,8 +48,8 @@ struct VINDREL_API Transform {
 /// One transform after another: cFromA = compose(cFromB, bFromA). The last element becomes 1 unless it is 0.
 VINDREL_API Transform compose(const Transform &cFromB, const Transform &bFromA) noexcept;
 
-/// The same frame seen from another reference: frameFromNew = rebase(frameFromOld, newFromOld). An error when
-/// newFromOld has no inverse.
+/// The same frame seen from another reference: frameFromNew = rebase(frameFromOld, newFromOld). Errors of
+/// Transform::inverse(), of newFromOld.
 VINDREL_API Result<Transform> rebase(const Transform &frameFromOld, const Transform &newFromOld);
 
 } // namespace vindrel

@@ -15,15 +15,16 @@
 
 namespace vindrel {
 
+/// What a file holds.
 struct TransformsFile {
-  StackEstimate estimate = {};
-  std::vector<std::string> names = {}; ///< of the images, one a frame, UTF-8; may be empty strings
+  StackEstimate estimate = {};         ///< as estimateStack() gave it
+  std::vector<std::string> names = {}; ///< of the images, one for each frame, UTF-8; may be empty strings
   int threads = 1;                     ///< that the estimate was made on
   std::string libraryVersion = {};     ///< that wrote the file; set by reading, ignored by writing
 };
 
-/// The text of the file. An error when the estimate does not fit together, as one with no frame or with elements that
-/// are no numbers.
+/// The text of the file. ErrorCode::InvalidArgument when the estimate does not fit together, as one with no frame, with
+/// fewer names than frames or with elements that are no numbers.
 VINDREL_API Result<std::string> toJson(const TransformsFile &transforms);
 
 /// ErrorCode::BadFile, with the place and what is wrong there, for everything that is not such a text: no JSON, another
@@ -31,7 +32,8 @@ VINDREL_API Result<std::string> toJson(const TransformsFile &transforms);
 /// not known are passed over.
 VINDREL_API Result<TransformsFile> fromJson(std::string_view text);
 
-/// Writes the file, replacing what is there only once all is written. ErrorCode::FileSystem names the file.
+/// Writes the file, replacing what is there only once all is written. Errors of toJson(); ErrorCode::FileSystem names
+/// the file.
 VINDREL_API Result<void> saveTransforms(const TransformsFile &transforms, const std::filesystem::path &file);
 
 /// Errors of fromJson(), and ErrorCode::FileSystem, name the file.
