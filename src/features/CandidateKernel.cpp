@@ -126,22 +126,20 @@ HWY_INLINE bool anyIsLarge(const float *at) {
   return !hn::AllFalse(tag, hn::Ge(greatest, hn::Set(tag, kLeastDeterminant - kEstimateError)));
 }
 
-// A bit for each of the estimates at x and behind that may be extrema.
+// A bit for each of the estimates at x and behind that may be extrema. A minimum is the maximum of what has the other
+// sign: each estimate is read once.
 HWY_INLINE std::uint64_t extremumBits(const float *above, const float *at, const float *below) {
   const Floats tag;
-  const hn::Vec<Floats> least = hn::Set(tag, kLeastDeterminant - kEstimateError), tie = hn::Set(tag, kTie);
-  const hn::Vec<Floats> here = hn::LoadU(tag, at);
-  hn::Vec<Floats> greatest = here, smallest = here;
+  const hn::Vec<Floats> here = hn::LoadU(tag, at), sign = hn::And(here, hn::SignBit(tag));
+  const hn::Vec<Floats> height = hn::Xor(here, sign);
+  hn::Vec<Floats> greatest = height;
   for (const float *row : {above, at, below})
-    for (int dx = -1; dx <= 1; ++dx) {
-      const hn::Vec<Floats> other = hn::LoadU(tag, row + dx);
-      greatest = hn::Max(greatest, other);
-      smallest = hn::Min(smallest, other);
-    }
-  const auto maxima = hn::And(hn::Ge(here, least), hn::Ge(hn::Add(here, tie), greatest));
-  const auto minima = hn::And(hn::Le(here, hn::Neg(least)), hn::Le(hn::Sub(here, tie), smallest));
+    for (int dx = -1; dx <= 1; ++dx)
+      if (row != at || dx != 0) greatest = hn::Max(greatest, hn::Xor(hn::LoadU(tag, row + dx), sign));
+  const auto isLarge = hn::Ge(height, hn::Set(tag, kLeastDeterminant - kEstimateError));
+  const auto standsOut = hn::Ge(hn::Add(height, hn::Set(tag, kTie)), greatest);
   std::uint8_t bytes[8] = {};
-  hn::StoreMaskBits(tag, hn::Or(maxima, minima), bytes);
+  hn::StoreMaskBits(tag, hn::And(isLarge, standsOut), bytes);
   return bytes[0] | static_cast<std::uint64_t>(bytes[1]) << 8;
 }
 
