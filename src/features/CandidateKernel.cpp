@@ -53,10 +53,9 @@ HWY_INLINE WordVector squares(WordVector s0, WordVector s1, WordVector s2, WordV
   return minus(minus(s1, s0), minus(s3, s2));
 }
 
-// Rows of work space: the combinations of integral rows that each derivative takes its columns from, and the
-// derivatives.
+// Rows of work space: the combinations of integral rows that each derivative takes its columns from.
 struct Work {
-  std::int16_t *acrossX, *acrossY, *acrossXY, *dxx, *dyy, *dxy;
+  std::int16_t *acrossX, *acrossY, *acrossXY;
 };
 
 // Down the columns, as far as the filter reaches to both sides of the pixels estimated.
@@ -75,46 +74,49 @@ void sumColumns(const std::uint16_t *at, std::ptrdiff_t width, std::ptrdiff_t be
   }
 }
 
+HWY_INLINE void storeDeterminants(hn::Vec<Ints> dxx, hn::Vec<Ints> dyy, hn::Vec<Ints> dxy, float *estimates) {
+  const Floats tag;
+  const auto mixed = hn::ConvertTo(tag, dxy), weight = hn::Set(tag, static_cast<float>(kMixedWeight));
+  const auto product = hn::Mul(hn::ConvertTo(tag, dxx), hn::ConvertTo(tag, dyy));
+  hn::StoreU(hn::Sub(product, hn::Mul(hn::Mul(weight, mixed), mixed)), tag, estimates);
+}
+
+// The determinants of as many pixels as a vector holds words.
+HWY_INLINE void multiply(WordVector dxx, WordVector dyy, WordVector dxy, float *estimates) {
+  const Ints ints;
+#if HWY_TARGET == HWY_SCALAR
+  storeDeterminants(hn::PromoteTo(ints, dxx), hn::PromoteTo(ints, dyy), hn::PromoteTo(ints, dxy), estimates);
+#else
+  const hn::Half<Words> half;
+  const auto lower = [=](WordVector v) HWY_ATTR { return hn::PromoteTo(ints, hn::LowerHalf(half, v)); };
+  const auto upper = [=](WordVector v) HWY_ATTR { return hn::PromoteTo(ints, hn::UpperHalf(half, v)); };
+  storeDeterminants(lower(dxx), lower(dyy), lower(dxy), estimates);
+  storeDeterminants(upper(dxx), upper(dyy), upper(dxy), estimates + hn::Lanes(ints));
+#endif
+}
+
 // Along the row.
-void sumRow(std::ptrdiff_t begin, std::ptrdiff_t end, const Work &work) {
+void multiplyRow(std::ptrdiff_t begin, std::ptrdiff_t end, const Work &work, float *HWY_RESTRICT estimates) {
   const Words words;
   const auto step = static_cast<std::ptrdiff_t>(hn::Lanes(words));
   for (std::ptrdiff_t x = begin; x < end; x += step) {
     const auto xx = [=](int c) HWY_ATTR { return hn::LoadU(words, work.acrossX + x + c); };
     const auto yy = [=](int c) HWY_ATTR { return hn::LoadU(words, work.acrossY + x + c); };
     const auto xy = [=](int c) HWY_ATTR { return hn::LoadU(words, work.acrossXY + x + c); };
-    hn::StoreU(lobes(xx(kSize15.lobe[0]), xx(kSize15.lobe[1]), xx(kSize15.lobe[2]), xx(kSize15.lobe[3])), words,
-               work.dxx + x);
-    hn::StoreU(minus(yy(kSize15.breadth[1]), yy(kSize15.breadth[0])), words, work.dyy + x);
-    hn::StoreU(squares(xy(kSize15.square[0]), xy(kSize15.square[1]), xy(kSize15.square[2]), xy(kSize15.square[3])),
-               words, work.dxy + x);
-  }
-}
-
-HWY_INLINE hn::Vec<Floats> floats(const std::int16_t *words) {
-  const Ints ints;
-  return hn::ConvertTo(Floats(), hn::PromoteTo(ints, hn::LoadU(hn::Rebind<std::int16_t, Ints>(), words)));
-}
-
-void multiply(std::ptrdiff_t begin, std::ptrdiff_t end, const Work &work, float *HWY_RESTRICT estimates) {
-  const Floats tag;
-  const auto step = static_cast<std::ptrdiff_t>(hn::Lanes(tag));
-  const hn::Vec<Floats> weight = hn::Set(tag, static_cast<float>(kMixedWeight));
-  for (std::ptrdiff_t x = begin; x < end; x += step) {
-    const hn::Vec<Floats> mixed = floats(work.dxy + x);
-    hn::StoreU(hn::Sub(hn::Mul(floats(work.dxx + x), floats(work.dyy + x)), hn::Mul(hn::Mul(weight, mixed), mixed)),
-               tag, estimates + x);
+    multiply(lobes(xx(kSize15.lobe[0]), xx(kSize15.lobe[1]), xx(kSize15.lobe[2]), xx(kSize15.lobe[3])),
+             minus(yy(kSize15.breadth[1]), yy(kSize15.breadth[0])),
+             squares(xy(kSize15.square[0]), xy(kSize15.square[1]), xy(kSize15.square[2]), xy(kSize15.square[3])),
+             estimates + x);
   }
 }
 
 void estimate(IntegralView<std::uint16_t> integral, int row, std::int16_t *work, float *estimates) {
   const std::ptrdiff_t width = integral.width, stride = width + kCandidateSlack;
   const std::ptrdiff_t begin = kResponseMargin, end = width - kResponseMargin;
-  const Work rows = {work, work + stride, work + 2 * stride, work + 3 * stride, work + 4 * stride, work + 5 * stride};
+  const Work rows = {work, work + stride, work + 2 * stride};
   // The last vectors reach past the row's end, where the image goes on below.
   sumColumns(integral.sums + row * width, width, begin + kSize15.lobe[0], end + kSize15.lobe[3], rows);
-  sumRow(begin, end, rows);
-  multiply(begin, end, rows, estimates);
+  multiplyRow(begin, end, rows, estimates);
 }
 
 // Whether any of the estimates from x to the end of its block is large enough.

@@ -21,7 +21,7 @@ constexpr float kEstimateError = 72;
 constexpr int kCandidateSlack = 64;
 
 // Rows of work space, each of the image's width + kCandidateSlack entries.
-constexpr int kEstimateWorkRows = 6;
+constexpr int kEstimateWorkRows = 3;
 
 // Estimates the determinants of a row into estimates[kResponseMargin .. width - kResponseMargin - 1] and overwrites the
 // entries behind, up to the slack. The row keeps kResponseMargin from the image's borders. work has kEstimateWorkRows
