@@ -130,8 +130,12 @@ StackOptions AlignArguments::stackOptions() const {
   options.threads = threads;
   if (const std::optional<Reference> wanted = parseReference(reference)) {
     if (wanted->choice == ReferenceChoice::Index && static_cast<std::size_t>(wanted->index) >= photos.size()) {
-      throw Failure(ExitCode::Usage, "--reference " + reference + ": there are " + std::to_string(photos.size()) +
-                                         " photographs only; give a number from 1 to " + std::to_string(photos.size()));
+      const std::string count = std::to_string(photos.size());
+      throw Failure(ExitCode::Usage,
+                    "--reference " + reference +
+                        (photos.size() == 1
+                             ? ": there is one photograph only"
+                             : ": there are " + count + " photographs only; give a number from 1 to " + count));
     }
     options.reference = wanted->choice;
     options.referenceIndex = wanted->index;

@@ -60,15 +60,14 @@ struct ApplyReport {
   }
 };
 
-int frameOf(const TransformsFile &transforms, const ApplyArguments &arguments, std::size_t image) {
-  const int frames = static_cast<int>(transforms.estimate.frames.size());
-  if (arguments.frame == 0) return static_cast<int>(image);
-  if (arguments.frame > frames) {
-    throw Failure(ExitCode::Usage, "--frame " + std::to_string(arguments.frame) + ": " + arguments.transforms +
-                                       " is about " + std::to_string(frames) + "; give a number from 1 to " +
-                                       std::to_string(frames));
-  }
-  return arguments.frame - 1;
+void checkFrame(const TransformsFile &transforms, const ApplyArguments &arguments) {
+  const std::size_t frames = transforms.estimate.frames.size();
+  if (static_cast<std::size_t>(arguments.frame) <= frames) return;
+  const std::string count = std::to_string(frames);
+  throw Failure(ExitCode::Usage,
+                "--frame " + std::to_string(arguments.frame) + ": " + arguments.transforms +
+                    (frames == 1 ? " is about one frame only"
+                                 : " is about " + count + " frames; give a number from 1 to " + count));
 }
 
 void warnOfUnaligned(const ApplyArguments &arguments, ApplyReport &report) {
@@ -115,6 +114,7 @@ void printJson(const ApplyArguments &arguments, const ApplyReport &report) {
 ExitCode applyTransforms(const ApplyArguments &arguments) {
   OIIO::attribute("threads", arguments.threads);
   const TransformsFile transforms = readTransforms(arguments.transforms);
+  checkFrame(transforms, arguments);
   const std::vector<ImageHeader> headers = readHeaders(arguments.images, Accept::FloatToo);
   checkSizes(transforms, arguments.transforms, headers);
   if (arguments.frame == 0) checkOrder(transforms, arguments.transforms, headers);
@@ -124,7 +124,7 @@ ExitCode applyTransforms(const ApplyArguments &arguments) {
                                          .otherInputs = {arguments.transforms},
                                          .overwrite = arguments.common.overwrite});
   for (std::size_t i = 0; i < report.outputs.size(); ++i)
-    report.outputs[i].frame = frameOf(transforms, arguments, i);
+    report.outputs[i].frame = arguments.frame == 0 ? static_cast<int>(i) : arguments.frame - 1;
   OutputFolder folder(arguments.folder);
 
   const Size frameSize = report.stack.frameSize;

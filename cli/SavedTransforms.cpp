@@ -32,9 +32,10 @@ void checkSizes(const TransformsFile &transforms, const std::string &file, const
 void checkOrder(const TransformsFile &transforms, const std::string &file, const std::vector<ImageHeader> &images) {
   const std::size_t frames = transforms.estimate.frames.size();
   if (images.size() != frames) {
-    throw Failure(ExitCode::Usage, file + ": is about " + std::to_string(frames) +
-                                       (frames == 1 ? " frame, but " : " frames, but ") +
-                                       std::to_string(images.size()) + " images are given; give one for each frame");
+    throw Failure(ExitCode::Usage,
+                  file + ": is about " + std::to_string(frames) + (frames == 1 ? " frame, but " : " frames, but ") +
+                      std::to_string(images.size()) + (images.size() == 1 ? " image is given" : " images are given") +
+                      "; give one for each frame");
   }
   for (std::size_t i = 0; i < images.size(); ++i) {
     const std::string name = images[i].path.filename().string();

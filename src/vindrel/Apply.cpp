@@ -155,8 +155,8 @@ Result<void> warp(const Transform &transform, const ImageView &source, const Rec
 
 Result<void> warpOfStack(const StackEstimate &estimate, int index, const ImageView &image, const Rectangle &rectangle,
                          const MutableImageView &out, const WarpOptions &options, WholePixels wholePixels) {
-  if (index < 0 || static_cast<std::size_t>(index) >= estimate.frames.size()) {
-    return invalidArgument("index: must be 0 to " + std::to_string(estimate.frames.size()) + ", exclusive");
+  if (std::string error = indexError(index, estimate.frames.size(), "index"); !error.empty()) {
+    return invalidArgument(std::move(error));
   }
   if (image.size != estimate.frameSize) {
     return invalidArgument("image: must be of the size that the estimate was made of, " +

@@ -29,6 +29,13 @@ bool isDepth(SampleDepth depth) {
 
 } // namespace
 
+std::string indexError(int index, std::size_t frames, const std::string &name) {
+  if (index >= 0 && static_cast<std::size_t>(index) < frames) return {};
+  if (frames == 0) return name + ": there are no frames";
+  if (frames == 1) return name + ": must be 0, as there is one frame only";
+  return name + ": must be 0 to " + std::to_string(frames - 1) + ", as there are " + std::to_string(frames) + " frames";
+}
+
 std::string threadsError(int threads) {
   return threads < 1 || threads > kMaxThreads ? "threads: must be 1 to " + std::to_string(kMaxThreads) : std::string();
 }

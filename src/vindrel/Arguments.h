@@ -5,6 +5,7 @@
 #include "vindrel/image.hpp"
 #include "vindrel/transform.hpp"
 
+#include <cstddef>
 #include <string>
 
 namespace vindrel {
@@ -15,6 +16,9 @@ constexpr int kMaxThreads = 1024;
 constexpr int kMaxSide = 65536;
 
 std::string threadsError(int threads);
+
+// name: what the message calls the index.
+std::string indexError(int index, std::size_t frames, const std::string &name);
 
 // name: what the message calls the image.
 std::string imageError(const ImageView &image, const std::string &name);

@@ -24,10 +24,8 @@ std::string optionsError(const StackOptions &options, int frames) {
   if (options.onUnaligned < OnUnaligned::Guess || options.onUnaligned > OnUnaligned::Fail) {
     return "onUnaligned: must be one of OnUnaligned's";
   }
-  if (options.reference == ReferenceChoice::Index && (options.referenceIndex < 0 || options.referenceIndex >= frames)) {
-    return "referenceIndex: must be 0 to " + std::to_string(frames - 1) + ", one less than the number of frames";
-  }
-  return {};
+  if (options.reference != ReferenceChoice::Index) return {};
+  return indexError(options.referenceIndex, static_cast<std::size_t>(frames), "referenceIndex");
 }
 
 // The caller's function behind the library's plain one. A function that throws cancels.

@@ -2,7 +2,7 @@
 
 Installs the build tree into a scratch folder, moves the result, then builds and runs a C program against the flat
 interface and a C++ program against the C++ interface, each with CMake's find_package and with pkg-config, and loads the
-flat library by its published name.
+flat library by its published name. The program's completion is found by bash.
 
 usage: installed.py CMAKE CC CXX PKG_CONFIG BUILD_FOLDER THIS_FOLDER SCRATCH_FOLDER
 """
@@ -11,6 +11,11 @@ import os
 import shutil
 import subprocess
 import sys
+
+# As a shell does when it is asked to complete a command that it knows nothing of.
+LOAD_COMPLETION = """source /usr/share/bash-completion/bash_completion
+_completion_loader vindrel
+complete -p vindrel"""
 
 
 def run(*command, **environment):
@@ -28,6 +33,16 @@ def findFolder(top, name):
         if name in names:
             return folder
     sys.exit("%s was not installed" % name)
+
+
+def checkProgram(prefix):
+    """What comes with the program: schemas, and a completion that bash-completion finds by itself."""
+    for command in ("align", "apply", "info", "simulate", "straighten"):
+        if not os.path.exists(os.path.join(prefix, "share", "vindrel", command + ".schema.json")):
+            sys.exit("the schema of what %s prints was not installed" % command)
+    found = output("bash", "--norc", "-c", LOAD_COMPLETION, XDG_DATA_DIRS=os.path.join(prefix, "share"))
+    if found != "complete -F _vindrel vindrel":
+        sys.exit("bash-completion does not find the installed completion: %r" % found)
 
 
 def main():
@@ -53,6 +68,8 @@ def main():
             folder = os.path.join(findFolder(prefix, "VindrelRegLib_8h.html"), os.path.dirname(page))
             if not os.path.isfile(os.path.join(folder, "index.html")):
                 sys.exit("%s: the reference was not installed whole" % page)
+    if os.path.exists(os.path.join(prefix, "bin", "vindrel")):
+        checkProgram(prefix)
     for folder, _, names in os.walk(prefix):
         for name in names:
             with open(os.path.join(folder, name), "rb") as file:

@@ -117,15 +117,34 @@ TEST_F(Transforms, ImagesOfAnotherSizeAreRefused) {
 TEST_F(Transforms, ImagesThatCannotBelongToTheFramesAreRefused) {
   const Outcome few = apply({file("a.png")});
   EXPECT_EQ(few.exitCode, 2);
-  EXPECT_THAT(few.err, HasSubstr("moves.json: is about 2 frames, but 1 images are given"));
+  EXPECT_THAT(few.err, HasSubstr("moves.json: is about 2 frames, but 1 image is given; give one for each frame"));
   const Outcome swapped = apply({file("b.png"), file("a.png")});
   EXPECT_EQ(swapped.exitCode, 2);
   EXPECT_THAT(swapped.err, HasSubstr("has b.png as frame 2, but it is given as 1"));
   const Outcome beyond = apply({file("a.png"), "--frame", "3"});
   EXPECT_EQ(beyond.exitCode, 2);
-  EXPECT_THAT(beyond.err, HasSubstr("--frame 3: "));
+  EXPECT_THAT(beyond.err, HasSubstr("moves.json is about 2 frames; give a number from 1 to 2"));
   EXPECT_EQ(runVindrel({"align", file("a.png"), "-o", out(), "--transforms", moves()}).exitCode, 2);
   EXPECT_FALSE(fs::exists(out()));
+}
+
+TEST_F(Transforms, AFrameThatThereIsNotIsToldBeforeAnOutputThatExists) {
+  fs::create_directory(out());
+  writeBytes(out("a.png"), "earlier");
+  const Outcome run = apply({file("a.png"), "--frame", "3"});
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_THAT(run.err, AllOf(HasSubstr("--frame 3: "), testing::Not(HasSubstr("exists already"))));
+}
+
+TEST_F(Transforms, OfOnePhotographAreSpokenOfInTheSingular) {
+  const std::string one = out_ / "one.json";
+  ASSERT_EQ(runVindrel({"align", file("a.png"), "--transforms-out", one}).exitCode, 0);
+  EXPECT_THAT(runVindrel({"apply", "--transforms", one, file("a.png"), "-o", out(), "--frame", "2"}).err,
+              HasSubstr("--frame 2: " + one + " is about one frame only\n"));
+  EXPECT_THAT(runVindrel({"apply", "--transforms", one, file("a.png"), file("b.png"), "-o", out()}).err,
+              HasSubstr("is about 1 frame, but 2 images are given; "));
+  EXPECT_THAT(runVindrel({"align", file("a.png"), "-n", "--reference", "2"}).err,
+              HasSubstr("--reference 2: there is one photograph only\n"));
 }
 
 TEST_F(Transforms, AFileThatIsNoneOrOtherwiseIsUnreadable) {

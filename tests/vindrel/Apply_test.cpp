@@ -214,18 +214,6 @@ TEST(WarpImage, RefusesWhatDoesNotFitAndLeavesTheOutputAlone) {
               HasSubstr("beyond single precision"));
 }
 
-TEST(WarpFrame, RefusesAnIndexAndAnImageThatAreNoneOfTheStacks) {
-  const Image<std::uint8_t> image = noise<std::uint8_t>(kSize, 3);
-  const std::vector<ImageView> frames = {image.view()};
-  const StackEstimate estimate = estimateStack(frames).value();
-  Image<std::uint8_t> out(estimate.common.size(), 3);
-  EXPECT_TRUE(warpFrame(estimate, 0, image.view(), out.view()));
-  EXPECT_THAT(warpFrame(estimate, 1, image.view(), out.view()).error().message, HasSubstr("index"));
-  EXPECT_THAT(warpFrame(estimate, -1, image.view(), out.view()).error().message, HasSubstr("index"));
-  const Image<std::uint8_t> other({70, 51}, 3);
-  EXPECT_THAT(warpFrame(estimate, 0, other.view(), out.view()).error().message, HasSubstr("70 x 50"));
-}
-
 // A stack of the whole frame's size: the reference, and a frame whose scene lies 3 columns left and 2 rows down.
 StackEstimate wholePixelsApart() {
   StackEstimate estimate;
@@ -234,6 +222,23 @@ StackEstimate wholePixelsApart() {
   estimate.frames[1].frameFromReference = Transform::translation(3, -2);
   estimate.common = {0, 0, kSize.width, kSize.height};
   return estimate;
+}
+
+TEST(WarpFrame, RefusesAnIndexAndAnImageThatAreNoneOfTheStacks) {
+  const Image<std::uint8_t> image = noise<std::uint8_t>(kSize, 3);
+  const std::vector<ImageView> frames = {image.view()};
+  const StackEstimate estimate = estimateStack(frames).value();
+  Image<std::uint8_t> out(estimate.common.size(), 3);
+  EXPECT_TRUE(warpFrame(estimate, 0, image.view(), out.view()));
+  for (const int index : {1, -1}) {
+    EXPECT_EQ(warpFrame(estimate, index, image.view(), out.view()).error().message,
+              "index: must be 0, as there is one frame only");
+  }
+  EXPECT_EQ(warpFrame(wholePixelsApart(), 2, image.view(), out.view()).error().message,
+            "index: must be 0 to 1, as there are 2 frames");
+  EXPECT_EQ(warpFrame(StackEstimate(), 0, image.view(), out.view()).error().message, "index: there are no frames");
+  const Image<std::uint8_t> other({70, 51}, 3);
+  EXPECT_THAT(warpFrame(estimate, 0, other.view(), out.view()).error().message, HasSubstr("70 x 50"));
 }
 
 template <class Sample>
