@@ -86,14 +86,14 @@ TEST(CommandLine, AMistakeIsToldInOneLineThatSaysWhereToReadOn) {
 }
 
 TEST(CommandLine, VersionGoesToStandardOutput) {
-  const Outcome run = runVindrel({"--version"});
+  const Outcome run = runVindrel({"--version"}, {.freshProcess = true});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.out, testing::MatchesRegex("vindrel [0-9]+\\.[0-9]+\\.[0-9]+\n"));
   EXPECT_THAT(run.err, IsEmpty());
 }
 
 TEST(CommandLine, HelpListsTheCommandsAndTheExitCodes) {
-  const Outcome run = runVindrel({"--help"});
+  const Outcome run = runVindrel({"--help"}, {.freshProcess = true});
   EXPECT_EQ(run.exitCode, 0);
   for (const char *text : {"align", "apply", "simulate", "straighten", "--version", "Exit codes:"})
     EXPECT_THAT(run.out, HasSubstr(text));

@@ -24,8 +24,9 @@ protected:
   std::string out() const { return folder_ / "out"; }
 
   // Aligning the good photograph and `bad` must end so, say all of `texts`, and leave no output folder behind.
-  void expectRefused(const std::string &bad, int exitCode, const std::vector<std::string> &texts) {
-    const Outcome run = runVindrel({"align", good(), bad, "-o", out()});
+  void expectRefused(const std::string &bad, int exitCode, const std::vector<std::string> &texts,
+                     const RunOptions &how = {}) {
+    const Outcome run = runVindrel({"align", good(), bad, "-o", out()}, how);
     EXPECT_EQ(run.exitCode, exitCode) << run.err;
     for (const std::string &text : texts)
       EXPECT_THAT(run.err, HasSubstr(text));
@@ -84,15 +85,13 @@ TEST_F(Inputs, FiveChannelsAreRefused) {
 class TruncatedInputs : public Inputs, public testing::WithParamInterface<const char *> {};
 
 TEST_P(TruncatedInputs, ATruncatedFileIsNeverReadAsIfItWereWhole) {
-  // libpng jumps out of a damaged file past a string of OpenImageIO's, which the address sanitizer would call our leak.
-  if (GetParam() == std::string("png")) setenv("LSAN_OPTIONS", "detect_leaks=0", 1);
   const std::string whole = file(std::string("whole.") + GetParam());
   const std::string cut = file(std::string("cut.") + GetParam());
   save(whole, takePhoto(1, {.width = 200, .height = 150}, 3, 8));
   const std::string bytes = readBytes(whole);
   for (const double share : {0.005, 0.3, 0.6, 0.95}) {
     writeBytes(cut, bytes.substr(0, static_cast<std::size_t>(share * static_cast<double>(bytes.size()))));
-    expectRefused(cut, 4, {std::string("cut.") + GetParam() + ": "});
+    expectRefused(cut, 4, {std::string("cut.") + GetParam() + ": "}, withoutLeakCheck());
   }
 }
 

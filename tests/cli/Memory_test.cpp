@@ -1,5 +1,6 @@
 // Memory: a stack larger than what the program may have is aligned, since frames are read when they are needed.
 #include "Program.h"
+#include "Sanitizers.h"
 #include "Scene.h"
 
 #include <gmock/gmock.h>
@@ -7,14 +8,6 @@
 
 namespace vindrel::test {
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kShadowMemory = true;
-#elif defined(__has_feature)
-constexpr bool kShadowMemory = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool kShadowMemory = false;
-#endif
 
 constexpr View kView{.width = 2000, .height = 1500};
 constexpr long long kFrameBytes = 2000LL * 1500 * 4 * 2;
@@ -24,7 +17,7 @@ constexpr long long kLimit = 800LL << 20;
 constexpr int kFrames = kLimit / kFrameBytes + 3;
 
 TEST(Memory, AStackLargerThanTheAllowedMemoryIsAligned) {
-  if (kShadowMemory) GTEST_SKIP() << "a sanitizer's shadow takes more addresses than any limit";
+  if (kAddressSanitizer || kThreadSanitizer) GTEST_SKIP() << "a sanitizer's shadow takes more addresses than any limit";
   const TemporaryFolder folder;
   OIIO::ParamValueList plain;
   plain.attribute("compression", "none");

@@ -1,5 +1,6 @@
 // What reading and writing a large picture takes beside the picture itself.
 #include "Program.h"
+#include "Sanitizers.h"
 #include "Scene.h"
 #include "WarpedOutputs.h"
 #include "WriteImage.h"
@@ -8,17 +9,6 @@
 
 #include <fstream>
 #include <optional>
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define SANITIZED 1
-#endif
-#endif
-#ifndef SANITIZED
-#define SANITIZED 0
-#endif
 
 namespace vindrel::test {
 namespace {
@@ -44,7 +34,7 @@ bool resetPeak() {
 class PictureMemory : public testing::Test {
 protected:
   void SetUp() override {
-    if (SANITIZED) GTEST_SKIP() << "sanitizers need memory of their own";
+    if (kAddressSanitizer || kThreadSanitizer) GTEST_SKIP() << "sanitizers need memory of their own";
     if (!resetPeak()) GTEST_SKIP() << "this kernel keeps no peak that can be reset";
     OIIO::ImageSpec spec(kWidth, kHeight, 3, OIIO::TypeDesc::UINT16);
     spec.attribute("Orientation", 6);

@@ -1,15 +1,16 @@
 #include "Program.h"
 
+#include "ChildProcess.h"
+#include "ForkServer.h"
+
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
 #include <poll.h>
 #include <stdexcept>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -43,31 +44,12 @@ Channel openTerminal() {
   return channel;
 }
 
-[[noreturn]] void runChild(std::vector<char *> &argv, const Channel &out, const Channel &err,
-                           const RunOptions &options) {
-  // A test runner in the background hands down ignored interrupts.
-  signal(SIGINT, SIG_DFL);
-  signal(SIGTERM, SIG_DFL);
-  if (!options.standardOutput.empty()) {
-    const int file = open(options.standardOutput.c_str(), O_WRONLY | O_CREAT, 0666);
-    if (file < 0 || dup2(file, STDOUT_FILENO) < 0) _exit(126);
-  } else if (dup2(out.write, STDOUT_FILENO) < 0) {
-    _exit(126);
-  }
-  if (dup2(err.write, STDERR_FILENO) < 0) _exit(126);
-  for (const std::string &variable : options.environment) {
-    const std::size_t equals = variable.find('=');
-    if (setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1) != 0) _exit(126);
-  }
-  if (options.fileSizeLimit >= 0) {
-    const rlimit limit = {static_cast<rlim_t>(options.fileSizeLimit), static_cast<rlim_t>(options.fileSizeLimit)};
-    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(126);
-  }
-  if (options.addressSpaceLimit >= 0) {
-    const rlimit limit = {static_cast<rlim_t>(options.addressSpaceLimit),
-                          static_cast<rlim_t>(options.addressSpaceLimit)};
-    if (setrlimit(RLIMIT_AS, &limit) != 0) _exit(126);
-  }
+[[noreturn]] void becomeProgram(const std::vector<std::string> &words, const RunOptions &options, int out, int err) {
+  prepareChild(out, err, options);
+  std::vector<char *> argv;
+  for (const std::string &word : words)
+    argv.push_back(const_cast<char *>(word.c_str())); // which the interface of old asks for and nobody writes to
+  argv.push_back(nullptr);
   execv(argv[0], argv.data());
   _exit(127);
 }
@@ -93,19 +75,20 @@ TemporaryFolder::~TemporaryFolder() {
   fs::remove_all(path_, ignored);
 }
 
+RunOptions withoutLeakCheck() {
+  return {.environment = {"LSAN_OPTIONS=detect_leaks=0"}};
+}
+
 Outcome runVindrel(const std::vector<std::string> &arguments, const RunOptions &options) {
   std::vector<std::string> words = {VINDREL_PROGRAM};
   words.insert(words.end(), arguments.begin(), arguments.end());
-  std::vector<char *> argv;
-  for (std::string &word : words)
-    argv.push_back(word.data());
-  argv.push_back(nullptr);
-
+  const bool fresh = options.freshProcess || options.addressSpaceLimit >= 0;
+  ForkServer *const server = fresh ? nullptr : ForkServer::instance();
   const Channel out = options.outToTerminal ? openTerminal() : openPipe();
   const Channel err = options.onTerminal ? openTerminal() : openPipe();
-  const pid_t pid = fork();
+  const pid_t pid = server != nullptr ? server->start(words, options, out.write, err.write) : fork();
   if (pid < 0) fail("fork");
-  if (pid == 0) runChild(argv, out, err, options);
+  if (pid == 0) becomeProgram(words, options, out.write, err.write);
   close(out.write);
   close(err.write);
 
@@ -124,7 +107,11 @@ Outcome runVindrel(const std::vector<std::string> &arguments, const RunOptions &
   close(out.read);
   close(err.read);
   int status = 0;
-  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  if (server != nullptr) {
+    status = server->wait();
+  } else {
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
   }
   outcome.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return outcome;

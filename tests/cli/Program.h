@@ -1,4 +1,4 @@
-// The built program as a child process, and folders that vanish with the test.
+// The program as a child process, and folders that vanish with the test.
 #pragma once
 
 #include <filesystem>
@@ -35,9 +35,13 @@ struct RunOptions {
   std::string standardOutput = {};           // write to this file instead of Outcome::out
   bool outToTerminal = false;                // standard output is a terminal, whose text is Outcome::out
   std::vector<std::string> environment = {}; // NAME=VALUE, added to the test's own
-  long long addressSpaceLimit = -1;          // bytes that the program may map; negative: no limit
+  long long addressSpaceLimit = -1;          // bytes that a fresh process may map; negative: no limit
   long long fileSizeLimit = -1;              // bytes that the program may write to one file; negative: no limit
+  bool freshProcess = false;                 // the built program and not a fork (ForkServer.h)
 };
+
+// For files at whose damage libpng jumps past a string of OpenImageIO's, which the leak checker would call ours.
+RunOptions withoutLeakCheck();
 
 Outcome runVindrel(const std::vector<std::string> &arguments, const RunOptions &options = {});
 

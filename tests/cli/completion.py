@@ -14,6 +14,9 @@ printf '%s\\n' "${COMPREPLY[@]}"
 complete -p vindrel >&2"""
 
 
+TAKING_WORDS = {"--model", "--reference", "--crop", "--filter", "--on-unaligned", "--motion", "--depth"}
+
+
 def completions(script, *words):
     done = subprocess.run(["bash", "-c", SCRIPT, "bash", script, "vindrel", *words], check=True, capture_output=True,
                           text=True)
@@ -43,13 +46,20 @@ def main():
     for command in sorted(commands):
         ofCommand, _ = offered(program, command)
         check(completions(script, command, "-") == ofCommand, "options of " + command)
-        for option in sorted(ofCommand & {"--model", "--reference", "--crop", "--filter", "--on-unaligned", "--motion"}):
-            taken = completions(script, command, option, "")
-            check(len(taken) >= 2, "%s %s takes words" % (command, option))
-            for word in sorted(taken):
-                words += 1
-                refused = subprocess.run([program, command, option, word], capture_output=True, text=True).stderr
-                check(option not in refused, "%s %s %s is taken: %s" % (command, option, word, refused))
+        taken = {option: sorted(completions(script, command, option, ""))
+                 for option in sorted(ofCommand & TAKING_WORDS)}
+        for option, ofOption in taken.items():
+            check(len(ofOption) >= 2, "%s %s takes words" % (command, option))
+            words += len(ofOption)
+        # A word of every option at a time, and again one after the other: a start of the program takes long.
+        for turn in range(max(map(len, taken.values()), default=0)):
+            arguments = [text for option, ofOption in taken.items() for text in (option, ofOption[turn % len(ofOption)])]
+            refused = subprocess.run([program, command, *arguments], capture_output=True, text=True).stderr
+            check(not any(option in refused for option in taken), "%s %s are taken: %s" % (command, arguments, refused))
+        if taken:
+            option = list(taken)[-1]
+            refused = subprocess.run([program, command, option, "nonsense"], capture_output=True, text=True).stderr
+            check(option in refused, "%s %s nonsense is refused" % (command, option))
     check(script in completions(script, "align", script[:-2]), "files")
     check(completions(script, "align", "--name", "") == set(), "nothing where nothing can be known")
     print("%d commands, %d words" % (len(commands), words))
