@@ -161,9 +161,9 @@ struct StackSource {
   std::function<Result<ImageView>(int index)> frame = {};
 };
 
-/// The same of frames that a source hands over. Beside two of them, memory is needed for the points of two frames or
-/// for bitmaps as large as one frame, and for a small copy of each. ErrorCode::SourceFailed as well, with the source's
-/// message.
+/// The same of frames that a source hands over. Beside two of them, memory is needed for the points of two frames or,
+/// to search shifts, for grey values and bitmaps as large as one or two frames; and for a small copy of each, below a
+/// megabyte. ErrorCode::SourceFailed as well, with the source's message.
 VINDREL_API Result<StackEstimate> estimateStack(const StackSource &source, const StackOptions &options = {});
 
 } // namespace vindrel

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/FrameSource.h"
+#include "base/RowTeam.h"
 #include "vindrel/Thumbnail.h"
 #include "vindrel/stack.hpp"
 
@@ -13,11 +14,13 @@ namespace vindrel {
 
 class CallerFrames final : public FrameSource {
 public:
-  // team: makes the small copies.
-  CallerFrames(const StackSource &source, RowTeam &team) : source_(source), team_(team) {}
+  CallerFrames(const StackSource &source, int threads) : source_(source), threads_(threads) {}
 
-  // Takes the stack's format from the first frame. False: see error().
+  // Takes the stack's format from the first frame, and starts as many of the threads as its rows are worth. False: see
+  // error().
   bool open();
+  // Shares the rows of the frames and of their small copies. Only once opened.
+  RowTeam &team() { return *team_; }
 
   int count() const override { return source_.count; }
   FrameFormat format() const override { return format_; }
@@ -31,7 +34,8 @@ private:
   void take(int index, const ImageView &frame);
 
   const StackSource &source_;
-  RowTeam &team_;
+  int threads_;
+  std::optional<RowTeam> team_;
   FrameFormat format_;
   Error error_;
   // The frame handed over last. Asked for again at once, as the first one is, it needs no second call; an older one

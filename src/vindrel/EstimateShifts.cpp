@@ -38,14 +38,14 @@ const char *describe(ShiftDoubt doubt) {
 
 } // namespace
 
-RankedStack estimateByShifts(CallerFrames &frames, const StackOptions &options, const Progress &progress,
-                             RowTeam &team) {
+RankedStack estimateByShifts(CallerFrames &frames, const StackOptions &options, const Progress &progress) {
   const Size size = frames.format().size;
   ShiftProgress scaled{progress};
   const float fraction = fractionForShift(size, std::max(options.maxShiftX, options.maxShiftY));
-  const ShiftEstimate estimate = estimateShifts(
-      frames,
-      {.searchFraction = fraction, .team = &team, .progress = {.function = ShiftProgress::report, .state = &scaled}});
+  const ShiftEstimate estimate =
+      estimateShifts(frames, {.searchFraction = fraction,
+                              .team = &frames.team(),
+                              .progress = {.function = ShiftProgress::report, .state = &scaled}});
   RankedStack result;
   result.status = estimate.status;
   if (estimate.status != Status::Ok) return result;

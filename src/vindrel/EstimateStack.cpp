@@ -68,18 +68,17 @@ Result<StackEstimate> estimate(const StackSource &source, const StackOptions &op
   if (source.count < 1) return invalidArgument("frames: none given; hand over at least one");
   if (!source.frame) return invalidArgument("source: has no function that hands over frames");
   if (std::string error = optionsError(options, source.count); !error.empty()) return invalidArgument(std::move(error));
-  RowTeam team(options.threads);
-  CallerFrames frames(source, team);
+  CallerFrames frames(source, options.threads);
   CallerProgress progress(options.progress);
   if (!frames.open()) return frames.error();
   const Size size = frames.format().size;
   StackOptions complete = options;
   if (complete.maxShiftX == 0) complete.maxShiftX = size.width / kDefaultShiftDivisor;
   if (complete.maxShiftY == 0) complete.maxShiftY = size.height / kDefaultShiftDivisor;
-  RankedStack stack = options.model == Model::Shift ? estimateByShifts(frames, complete, progress.progress(), team)
+  RankedStack stack = options.model == Model::Shift ? estimateByShifts(frames, complete, progress.progress())
                                                     : estimateByFeatures(frames, complete, progress.progress());
   if (stack.status != Status::Ok) return failure(stack.status, frames, progress);
-  checkPictures(frames.thumbnails(), stack, team);
+  checkPictures(frames.thumbnails(), stack, frames.team());
   return placeOnReference(stack, size, options);
 }
 

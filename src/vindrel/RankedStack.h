@@ -37,8 +37,7 @@ struct RankedStack {
 
 // Options are checked and complete. progress: fractions 0 to kFeatureShare.
 RankedStack estimateByFeatures(CallerFrames &frames, const StackOptions &options, const Progress &progress);
-RankedStack estimateByShifts(CallerFrames &frames, const StackOptions &options, const Progress &progress,
-                             RowTeam &team);
+RankedStack estimateByShifts(CallerFrames &frames, const StackOptions &options, const Progress &progress);
 
 // Puts in doubt the links that the pictures themselves contest.
 void checkPictures(const std::vector<Thumbnail> &thumbnails, RankedStack &stack, RowTeam &team);

@@ -2,6 +2,7 @@
 #include "vindrel/Stacks.h"
 
 #include "support/FailingAllocation.h"
+#include "support/FailingThreads.h"
 #include "transform/Matrix33.h"
 
 #include <algorithm>
@@ -404,6 +405,25 @@ TEST(EstimateStack, ReportsEveryFailedAllocation) {
       EXPECT_EQ(failing.live(), 0);
     });
     EXPECT_GT(failures, 20);
+  }
+}
+
+TEST(EstimateStack, GivesTheSameShiftsOnAnyNumberOfThreadsAndWithoutThoseThatCannotBeStarted) {
+  const StackBlock stack = makeStack({1400, 1100}, {.frames = 3, .evStep = 0.5, .motion = Motion::Shift, .seed = 5});
+  ASSERT_GT(packedSamples(stack.size(), 1), 1 << 20); // rows enough for four threads
+  StackOptions options = kPerspective;
+  options.model = Model::Shift;
+  const StackEstimate alone = estimateStack(framesOf(stack), options).value();
+  for (const int threads : {2, 4}) {
+    options.threads = threads;
+    FailingThreads counting(FailingThreads::kNever);
+    EXPECT_TRUE(sameEstimate(estimateStack(framesOf(stack), options).value(), alone));
+    EXPECT_EQ(counting.calls(), threads - 1);
+  }
+  for (int nth = 1; nth < 4; ++nth) {
+    FailingThreads failing(nth, Failing::Onwards);
+    EXPECT_TRUE(sameEstimate(estimateStack(framesOf(stack), options).value(), alone));
+    EXPECT_TRUE(failing.reached());
   }
 }
 
