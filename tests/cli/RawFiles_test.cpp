@@ -187,7 +187,8 @@ TEST_F(RawFiles, AreAlignedAsAStackByTheirTrueShift) {
                                     "--model", model, "--truth", folder_ / "truth.json", "--json"});
     ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
     EXPECT_THAT(namesIn(folder_ / model), testing::ElementsAre("bright.tif", "dark.tif"));
-    for (const json &frame : json::parse(run.out).at("frames"))
+    const json document = json::parse(run.out);
+    for (const json &frame : document.at("frames"))
       EXPECT_LT(frame.at("cornerError"), 0.7) << frame.at("file");
 
     // Light for light, the two outputs show one picture.
