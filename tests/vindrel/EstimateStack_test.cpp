@@ -6,15 +6,11 @@
 #include "transform/Matrix33.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
-#include <condition_variable>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <mutex>
 #include <stdexcept>
-#include <thread>
 
 namespace vindrel::test {
 namespace {
@@ -35,15 +31,6 @@ StackOptions affine() {
   options.model = Model::Affine;
   options.polish = true;
   return options;
-}
-
-bool sameEstimate(const StackEstimate &a, const StackEstimate &b) {
-  if (a.reference != b.reference || a.common != b.common || a.frames.size() != b.frames.size()) return false;
-  for (std::size_t i = 0; i < a.frames.size(); ++i) {
-    const FrameEstimate &f = a.frames[i], &g = b.frames[i];
-    if (f.verdict != g.verdict || f.frameFromReference != g.frameFromReference || f.inliers != g.inliers) return false;
-  }
-  return true;
 }
 
 // Hands over copies and spoils every one but the last two.
@@ -425,132 +412,6 @@ TEST(EstimateStack, GivesTheSameShiftsOnAnyNumberOfThreadsAndWithoutThoseThatCan
     EXPECT_TRUE(sameEstimate(estimateStack(framesOf(stack), options).value(), alone));
     EXPECT_TRUE(failing.reached());
   }
-}
-
-TEST(EstimateStack, AlignsSeveralStacksAtOnce) {
-  constexpr int kStacks = 4;
-  std::vector<StackBlock> stacks;
-  std::vector<StackEstimate> alone;
-  const auto optionsOf = [](int i) {
-    StackOptions options{.maxShiftX = 60, .maxShiftY = 60};
-    options.model = i == 0 ? Model::Affine : i == 1 ? Model::Perspective : i == 2 ? Model::Auto : Model::Shift;
-    options.threads = 2;
-    return options;
-  };
-  const Filter filters[] = {Filter::Bilinear, Filter::Bicubic, Filter::Lanczos3, Filter::Nearest};
-  const auto darkest = [&](const StackBlock &stack, const StackEstimate &estimate, int i) {
-    Image<std::uint8_t> out(estimate.common.size(), 3);
-    const auto frame = std::find_if(estimate.frames.begin(), estimate.frames.end(),
-                                    [](const FrameEstimate &one) { return one.rank == 2; });
-    const int index = static_cast<int>(frame - estimate.frames.begin());
-    warpFrame(estimate, index, stack.frame(index), out.view(), {filters[i], 2}).value();
-    return out.samples;
-  };
-  for (int i = 0; i < kStacks; ++i) {
-    const auto seed = static_cast<std::uint64_t>(20 + i);
-    // Of different sizes: what one stack sets must not reach another. The last is large enough for its rows to be
-    // shared.
-    stacks.push_back(makeStack({420 + 60 * i + (i == 3 ? 500 : 0), 340 + 30 * i + (i == 3 ? 300 : 0)},
-                               {.frames = 3, .evStep = 0.5, .motion = Motion::Affine, .seed = seed},
-                               static_cast<std::uint32_t>(i)));
-    alone.push_back(estimateStack(framesOf(stacks.back()), optionsOf(i)).value());
-  }
-  std::vector<StackEstimate> together(kStacks);
-  std::vector<std::vector<std::uint8_t>> warped(kStacks);
-  std::vector<std::thread> threads;
-  for (int i = 0; i < kStacks; ++i)
-    threads.emplace_back([&, i] {
-      const auto slot = static_cast<std::size_t>(i);
-      for (int repeat = 0; repeat < 3; ++repeat)
-        together[slot] = estimateStack(framesOf(stacks[slot]), optionsOf(i)).value();
-      warped[slot] = darkest(stacks[slot], together[slot], i);
-    });
-  for (std::thread &thread : threads)
-    thread.join();
-  for (std::size_t i = 0; i < kStacks; ++i) {
-    EXPECT_TRUE(sameEstimate(together[i], alone[i])) << i;
-    EXPECT_EQ(warped[i], darkest(stacks[i], alone[i], static_cast<int>(i))) << i;
-  }
-}
-
-// The callback of the one waits until the other has reported: a lock that both shared would never let it.
-TEST(EstimateStack, LetsTheProgressFunctionOfOneStackWaitForAnother) {
-  const StackBlock stack = makeStack({330, 260}, {.frames = 2, .evStep = 0.5, .motion = Motion::Affine, .seed = 3});
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool reported[2] = {false, false};
-  bool waited[2] = {false, false};
-  std::vector<std::thread> threads;
-  for (int self = 0; self < 2; ++self)
-    threads.emplace_back([&, self] {
-      StackOptions options{.maxShiftX = 30, .maxShiftY = 30};
-      options.progress = [&, self](double) {
-        std::unique_lock<std::mutex> lock(mutex);
-        reported[self] = true;
-        changed.notify_all();
-        waited[self] = changed.wait_for(lock, std::chrono::seconds(60), [&] { return reported[1 - self]; });
-        return true;
-      };
-      EXPECT_TRUE(estimateStack(framesOf(stack), options));
-    });
-  for (std::thread &thread : threads)
-    thread.join();
-  EXPECT_TRUE(waited[0] && waited[1]);
-}
-
-TEST(EstimateStack, ChoosesTheSmallestModelThatExplainsThePairs) {
-  for (const auto &[motion, model] :
-       {std::pair{Motion::Affine, Model::Affine}, {Motion::Perspective, Model::Perspective}}) {
-    const StackBlock stack = makeStack({1100, 850}, {.frames = 3, .evStep = 0.5, .motion = motion, .seed = 6});
-    StackOptions options{.model = Model::Auto, .maxShiftX = 90, .maxShiftY = 90};
-    const StackEstimate estimate = estimateStack(framesOf(stack), options).value();
-    EXPECT_EQ(estimate.model, model);
-    ASSERT_EQ(estimate.modelScores.size(), 3u);
-    const auto least = std::min_element(estimate.modelScores.begin(), estimate.modelScores.end(),
-                                        [](const auto &a, const auto &b) { return a.criterion < b.criterion; });
-    EXPECT_EQ(least->model, estimate.model);
-    for (int i = 0; i < 3; ++i)
-      EXPECT_LT(errorOf(stack, estimate, i), 1.0);
-  }
-}
-
-TEST(EstimateStack, ChoosesShiftsForFramesThatOnlyMovedByWholePixelsAndCopiesThem) {
-  const SyntheticPhoto photo({700, 560}, 5);
-  constexpr Size kFrame = {600, 480};
-  const int places[3][2] = {{40, 40}, {52, 33}, {31, 58}};
-  std::vector<Image<std::uint8_t>> images;
-  std::vector<ImageView> frames;
-  for (int i = 0; i < 3; ++i) {
-    Image<std::uint8_t> &image = images.emplace_back(kFrame, 3);
-    for (int y = 0; y < kFrame.height; ++y)
-      for (int s = 0; s < kFrame.width * 3; ++s)
-        image.samples[static_cast<std::size_t>(y * kFrame.width * 3 + s)] = static_cast<std::uint8_t>(
-            photo.view().row<std::uint8_t>(y + places[i][1])[places[i][0] * 3 + s] * (20 - i) / 20);
-  }
-  for (const Image<std::uint8_t> &image : images)
-    frames.push_back(image.view());
-  const StackEstimate estimate =
-      estimateStack(frames, {.model = Model::Auto, .maxShiftX = 40, .maxShiftY = 40}).value();
-  EXPECT_EQ(estimate.model, Model::Shift);
-  EXPECT_EQ(estimate.reference, 0);
-  for (int i = 0; i < 3; ++i)
-    EXPECT_EQ(estimate.frames[static_cast<std::size_t>(i)].frameFromReference,
-              Transform::translation(places[0][0] - places[i][0], places[0][1] - places[i][1]));
-  EXPECT_EQ(estimate.common, (Rectangle{12, 18, 600 - 12 - 9, 480 - 18 - 7}));
-  Image<std::uint8_t> out(estimate.common.size(), 3);
-  ASSERT_TRUE(warpFrame(estimate, 1, frames[1], out.view()));
-  EXPECT_EQ(out.at(0, 0), images[1].at(0, 25));
-}
-
-TEST(EstimateStack, TakesTheLargestModelWhereNothingIsExplained) {
-  const std::vector<std::uint8_t> black(300 * 200 * 3);
-  const ImageView frame{black.data(), {300, 200}, 3, 900, SampleDepth::U8};
-  const std::vector<ImageView> frames = {frame, frame};
-  const StackEstimate estimate = estimateStack(frames, {.model = Model::Auto}).value();
-  EXPECT_EQ(estimate.model, Model::Perspective);
-  for (const ModelScore &score : estimate.modelScores)
-    EXPECT_EQ(score.criterion, 0);
-  EXPECT_EQ(estimate.frames[1].verdict, Verdict::NotFound);
 }
 
 } // namespace

@@ -37,4 +37,13 @@ inline double errorOf(const StackBlock &stack, const StackEstimate &estimate, in
       .gridMean;
 }
 
+inline bool sameEstimate(const StackEstimate &a, const StackEstimate &b) {
+  if (a.reference != b.reference || a.common != b.common || a.frames.size() != b.frames.size()) return false;
+  for (std::size_t i = 0; i < a.frames.size(); ++i) {
+    const FrameEstimate &f = a.frames[i], &g = b.frames[i];
+    if (f.verdict != g.verdict || f.frameFromReference != g.frameFromReference || f.inliers != g.inliers) return false;
+  }
+  return true;
+}
+
 } // namespace vindrel::test
